@@ -1,0 +1,28 @@
+# Compiler options of every target: warnings are errors, sanitizers as asked for.
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wno-missing-field-initializers -fno-omit-frame-pointer)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  add_compile_options(-Wthread-safety)
+endif()
+if(QUILLON_SANITIZE)
+  add_compile_options(-fsanitize=${QUILLON_SANITIZE} -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QUILLON_SANITIZE})
+endif()
+if(QUILLON_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+add_link_options(-Wl,--as-needed)
+
+# quillon_room(NAME [LIBRARIES...]): a static library of all sources of the calling folder.
+function(quillon_room name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_link_libraries(${name} PUBLIC ${ARGN})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE ${ARGN})
+  endif()
+endfunction()
