@@ -1,0 +1,51 @@
+# The Debian 12 packages of this project, by purpose. Sourced by the other scripts:
+#
+#     . scripts/lib/packages.sh
+#     install_packages build run
+
+declare -A QUILLON_PACKAGES=(
+    # Compiling everything in the tree. The tests' and benchmarks' libraries belong here because one
+    # configuration holds them all.
+    [build]="g++ cmake ninja-build pkg-config ccache
+        libusbmuxd-dev
+        libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
+        libxcb-xinput-dev libxcb-xtest0-dev libxcb-ewmh-dev
+        libx264-dev libyuv-dev libcairo2-dev libpango1.0-dev libglib2.0-dev
+        libavcodec-dev libavutil-dev libsdl2-dev libpng-dev
+        libgtest-dev libgmock-dev libbenchmark-dev"
+
+    # Running the programs: a font for the test pattern, and the X server that stands in where a
+    # machine has no display.
+    [run]="fonts-dejavu-core xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils"
+
+    # The tests' own tools, and Clang for the checks that GCC does not have.
+    [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool iproute2
+        fonts-dejavu-core clang-16 clang-format"
+
+    # The programs that the benchmarks compare with, and what shapes the link.
+    [bench]="ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+        gstreamer1.0-plugins-ugly gstreamer1.0-x xserver-xorg-core xserver-xorg-video-dummy
+        x11-xserver-utils iproute2 python3"
+
+    [fuzz]="clang-16 libclang-rt-16-dev"
+)
+
+# install_packages PURPOSE...: installs what is missing; asks nothing. Leaves apt alone when
+# everything is there already.
+install_packages() {
+    local purpose package missing=()
+    for purpose in "$@"; do
+        for package in ${QUILLON_PACKAGES[$purpose]:?no packages are listed for this purpose}; do
+            [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+                missing+=("$package")
+        done
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q)
+    [ "$(id -u)" = 0 ] || apt=(sudo "${apt[@]}")
+    echo "Installing ${missing[*]}"
+    # Package lists that are absent or out of date make the first try fail.
+    "${apt[@]}" install --no-install-recommends "${missing[@]}" ||
+        { "${apt[@]}" update && "${apt[@]}" install --no-install-recommends "${missing[@]}"; }
+}
