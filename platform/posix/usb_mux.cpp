@@ -1,0 +1,44 @@
+#include "platform/posix/usb_mux.hpp"
+
+#include <usbmuxd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace quillon {
+namespace {
+
+UsbMux::Device deviceOf(const usbmuxd_device_info_t& record) {
+    // The field need not be terminated.
+    return {record.handle, std::string(record.udid, strnlen(record.udid, sizeof record.udid)),
+            record.product_id, static_cast<int>(record.conn_type)};
+}
+
+}  // namespace
+
+std::vector<UsbMux::Device> LibUsbMux::devices() {
+    const MutexLock turn(library_);
+    usbmuxd_device_info_t* records = nullptr;
+    const int count = usbmuxd_get_device_list(&records);
+    std::vector<Device> devices;
+    if (!records) return devices;
+    for (int i = 0; i < count; ++i) devices.push_back(deviceOf(records[i]));
+    usbmuxd_device_list_free(&records);
+    return devices;
+}
+
+std::optional<UsbMux::Device> LibUsbMux::deviceByUdid(const std::string& udid) {
+    const MutexLock turn(library_);
+    usbmuxd_device_info_t record{};
+    if (usbmuxd_get_device_by_udid(udid.c_str(), &record) < 1) return std::nullopt;
+    return deviceOf(record);
+}
+
+UsbMux::Attempt LibUsbMux::connect(uint32_t handle, uint16_t port) {
+    const MutexLock turn(library_);
+    errno = 0;
+    const int result = usbmuxd_connect(handle, port);
+    return {result, result < 0 ? errno : 0};
+}
+
+}  // namespace quillon
