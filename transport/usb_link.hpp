@@ -50,6 +50,9 @@ class USBLink {
     };
 
     USBLink(Threads& threads, Sockets& sockets, UsbMux& mux);
+    ~USBLink();
+    USBLink(const USBLink&) = delete;
+    USBLink& operator=(const USBLink&) = delete;
 
     /// The devices that usbmuxd reports, in its order, without those that have no identifier.
     std::vector<USBDevice> listDevices();
@@ -87,18 +90,18 @@ class USBLink {
         int descriptor = -1;
         std::optional<std::string> greeting;
     };
-    class Opener;
     class SilentConnections;
 
-    int established(const std::function<Opened()>& open);
-    std::optional<int> establishedWithin(Duration timeout, const std::string& what,
-                                         std::function<Opened()> open);
-    int published(Opened opened) EXCLUDES(lock_);
+    std::optional<int> settled(const Opened& opened) EXCLUDES(lock_);
+    int opened(const std::function<Opened()>& open);
+    std::optional<int> openedWithin(Duration timeout, const std::string& what, std::function<Opened()> open);
+    std::function<Opened()> usbOpener(const std::string& udid, uint16_t port);
+    std::function<Opened()> tcpOpener(const std::string& host, uint16_t port);
 
     Threads& threads_;
     Sockets& sockets_;
     UsbMux& mux_;
-    const std::shared_ptr<SilentConnections> silent_;
+    const std::unique_ptr<SilentConnections> silent_;
 
     mutable Mutex lock_;
     std::optional<std::string> lastGreeting_ GUARDED_BY(lock_);
