@@ -1,0 +1,18 @@
+// What the sanitizers must not hold against us: libraries that were not built with them. Part of every
+// test program; without sanitizers nobody asks.
+
+extern "C" {
+
+/// Fontconfig keeps its configuration for the life of the process.
+const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+    return "leak:libfontconfig.so\n";
+}
+
+/// Pango loads fonts on a thread of its own and waits for it by means that the sanitizer does not see.
+const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+    return "called_from_lib:libfontconfig.so\n"
+           "called_from_lib:libglib-2.0.so\n"
+           "called_from_lib:libpangoft2-1.0.so\n";
+}
+
+}  // extern "C"
