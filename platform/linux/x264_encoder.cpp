@@ -1,0 +1,282 @@
+#include "platform/linux/x264_encoder.hpp"
+
+#include <libyuv/convert.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <thread>
+#include <utility>
+
+#include "base/thread_annotations.hpp"
+#include "platform/linux/threads.hpp"
+#include "platform/linux/x264_change_map.hpp"
+#include "platform/linux/x264_content_probe.hpp"
+#include "platform/linux/x264_keyframe_cadence.hpp"
+#include "platform/linux/x264_rate_controller.hpp"
+#include "platform/linux/x264_session.hpp"
+
+namespace quillon {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+/// A picture that x264 cannot take: wrong size or format.
+constexpr int kUnusablePicture = -2;
+
+/// So long no picture must have come before the last one is improved.
+constexpr Duration kRestBeforeRefinement = std::chrono::microseconds(RateController::kRest);
+/// Between two steps of the improvement, so that a picture that comes meanwhile waits for one at most.
+constexpr Duration kBetweenRefinements = 50ms;
+// While the link is busy an improvement asks again, less and less often.
+constexpr Duration kFirstRetry = 4ms;
+constexpr Duration kLastRetry = 64ms;
+
+/// Room for one converted picture.
+class I420Buffer {
+  public:
+    I420Buffer(int width, int height) : width_(width), height_(height) {}
+
+    /// False when `picture` cannot be converted.
+    bool convert(const Picture& picture) {
+        if (memory_.empty()) allocate();
+        return libyuv::ARGBToI420(picture.planes[0].data, picture.planes[0].stride, planes_[0].data,
+                                  planes_[0].stride, planes_[1].data, planes_[1].stride, planes_[2].data,
+                                  planes_[2].stride, width_, height_) == 0;
+    }
+    const std::array<Picture::Plane, 3>& planes() const { return planes_; }
+
+  private:
+    void allocate() {
+        const size_t luma = static_cast<size_t>(width_) * height_;
+        memory_.resize(luma * 3 / 2);
+        planes_ = {{{memory_.data(), width_},
+                    {memory_.data() + luma, width_ / 2},
+                    {memory_.data() + luma + luma / 4, width_ / 2}}};
+    }
+
+    int width_;
+    int height_;
+    Bytes memory_;
+    std::array<Picture::Plane, 3> planes_{};
+};
+
+class X264Encoder : public VideoEncoder {
+  public:
+    X264Encoder(const EncoderSettings& settings, EncoderCallbacks callbacks, RunLoop& clock)
+        : settings_(settings),
+          callbacks_(std::move(callbacks)),
+          clock_(clock),
+          session_(settings),
+          arrived_(settings.width, settings.height),
+          changes_(settings.width, settings.height),
+          probe_(settings.width, settings.height),
+          rate_(settings.bitrate, settings.fps, changes_.macroblocks()),
+          cadence_(settings.fps, settings.keyframeSeconds),
+          converted_(settings.width, settings.height) {
+        arrived_.markAll();
+        thread_ = std::thread([this] {
+            nameThisThread(".encoder");
+            serve();
+        });
+    }
+    ~X264Encoder() override { invalidate(); }
+    X264Encoder(const X264Encoder&) = delete;
+    X264Encoder& operator=(const X264Encoder&) = delete;
+
+    bool acceptsPicture() const override {
+        const MutexLock guard(lock_);
+        return !ending_ && !waiting_.picture;
+    }
+
+    void encode(PicturePtr picture, uint64_t presentationMicroseconds) override {
+        const Instant now = clock_.now();
+        {
+            const MutexLock guard(lock_);
+            if (ending_ || !picture) return;
+            account(*picture);
+            waiting_.picture.swap(picture);
+            waiting_.time = static_cast<int64_t>(presentationMicroseconds);
+            waiting_.handedIn = now;
+        }
+        wake_.notify_one();
+    }  // a replaced picture is let go out here
+
+    void invalidate() override {
+        {
+            const MutexLock guard(lock_);
+            ending_ = true;
+        }
+        wake_.notify_one();
+        const MutexLock joining(joinLock_);
+        if (thread_.joinable()) thread_.join();
+    }
+
+  private:
+    struct Submission {
+        PicturePtr picture;
+        int64_t time = 0;  ///< of presentation, microseconds
+        Instant handedIn;
+    };
+
+    /// Notes where `picture` differs from the one submitted before it.
+    void account(const Picture& picture) REQUIRES(lock_) {
+        const bool isSame = picture.sequence != 0 && picture.sequence == lastSequence_;
+        const bool isNext = picture.sequence != 0 && picture.sequence == lastSequence_ + 1;
+        lastSequence_ = picture.sequence;
+        if (isNext) {
+            for (const PixelRect& rect : picture.damage) arrived_.mark(rect);
+        } else if (!isSame) {
+            arrived_.markAll();
+        }
+    }
+
+    void serve() {
+        MutexLock guard(lock_);
+        for (;;) {
+            if (waiting_.picture) {
+                const Submission submission = std::exchange(waiting_, {});
+                changes_.merge(arrived_);
+                arrived_.clear();
+                guard.unlock();
+                take(submission);
+                guard.lock();
+            } else if (ending_) {
+                return;
+            } else if (!canImprove_) {
+                wake_.wait(guard);
+            } else if (wake_.wait_until(guard, nextImprovement_) == std::cv_status::timeout &&
+                       !waiting_.picture && !ending_) {
+                guard.unlock();
+                improve();
+                guard.lock();
+            }
+        }
+    }
+
+    void take(const Submission& submission) {
+        if (!callbacks_.ready()) {
+            canImprove_ = false;
+            current_.picture.reset();
+            callbacks_.pictureWanted();
+            return;
+        }
+        if (!load(submission)) {
+            fail(kUnusablePicture, submission.time);
+            return;
+        }
+        encodeFrame(submission.time);
+        scheduleImprovement(kRestBeforeRefinement);
+    }
+
+    /// Makes the submission's pixels the current picture.
+    bool load(const Submission& submission) {
+        const Picture& picture = *submission.picture;
+        current_ = submission;
+        if (picture.width != settings_.width || picture.height != settings_.height) return false;
+        if (picture.format == Picture::Format::i420) {
+            planes_ = picture.planes;
+            return true;
+        }
+        if (picture.format != Picture::Format::bgra || !converted_.convert(picture)) return false;
+        planes_ = converted_.planes();
+        current_.picture.reset();  // its source may draw into it again
+        return true;
+    }
+
+    /// Encodes the last picture once more with nothing changed, at a finer quantiser.
+    void improve() {
+        if (!callbacks_.ready()) {
+            nextImprovement_ = SteadyClock::now() + retry_;
+            retry_ = std::min(retry_ * 2, kLastRetry);
+            return;
+        }
+        const auto passed =
+            std::chrono::duration_cast<std::chrono::microseconds>(clock_.now() - current_.handedIn);
+        const int64_t time = current_.time + passed.count();
+        if (rate_.canRefine(time, probe_.still())) encodeFrame(time);
+        scheduleImprovement(kBetweenRefinements);
+    }
+
+    void scheduleImprovement(Duration pause) {
+        retry_ = kFirstRetry;
+        nextImprovement_ = SteadyClock::now() + pause;
+        canImprove_ = !rate_.isRefined() && !cadence_.isDue(lastTime_);
+        if (!canImprove_) current_.picture.reset();
+    }
+
+    /// Encodes the current picture with all that has changed since the last frame, and delivers it.
+    void encodeFrame(int64_t presentationTime) {
+        const int64_t time = std::max(presentationTime, lastTime_);
+        lastTime_ = time;
+        const bool isKey = cadence_.isDue(time);
+        const auto kind = isKey ? RateController::Kind::key : RateController::Kind::change;
+        const PictureContent content = probe_.look(planes_[0], changes_);
+        const int qp = rate_.choose(kind, time, content);
+        const X264Session::Frame frame =
+            session_.encode(planes_, isKey ? X264Session::FrameType::key : X264Session::FrameType::delta, qp,
+                            changes_.constancy());
+        if (frame.status != 0) {
+            fail(frame.status, time);
+            return;
+        }
+        cadence_.encoded(isKey, time);
+        rate_.encoded(kind, time, content, qp, 8.0 * static_cast<double>(frame.data.size()));
+        changes_.clear();
+        callbacks_.onSample({.dropped = frame.data.empty(),
+                             .sps = session_.sps(),
+                             .pps = session_.pps(),
+                             .data = frame.data,
+                             .presentationMicroseconds = time});
+    }
+
+    /// Reports a frame that did not come about; the next one begins anew.
+    void fail(int status, int64_t time) {
+        cadence_.restart();
+        changes_.markAll();
+        canImprove_ = false;
+        callbacks_.onSample({.status = status, .presentationMicroseconds = time});
+    }
+
+    // Constant after construction.
+    const EncoderSettings settings_;
+    const EncoderCallbacks callbacks_;
+    RunLoop& clock_;
+
+    // Encoder's thread only.
+    X264Session session_;
+
+    mutable Mutex lock_;
+    std::condition_variable_any wake_;
+    Submission waiting_ GUARDED_BY(lock_);
+    ChangeMap arrived_ GUARDED_BY(lock_);  ///< changed since the thread took a picture last
+    uint64_t lastSequence_ GUARDED_BY(lock_) = 0;
+    bool ending_ GUARDED_BY(lock_) = false;
+
+    // Encoder's thread only.
+    ChangeMap changes_;  ///< since the last frame, refused pictures included
+    ContentProbe probe_;
+    RateController rate_;
+    KeyframeCadence cadence_;
+    I420Buffer converted_;
+    Submission current_;  ///< its picture while `planes_` are that picture's own
+    std::array<Picture::Plane, 3> planes_{};
+    int64_t lastTime_ = 0;
+    bool canImprove_ = false;
+    SteadyClock::time_point nextImprovement_;
+    Duration retry_ = kFirstRetry;
+
+    Mutex joinLock_;
+    std::thread thread_;  ///< started last; joined under joinLock_
+};
+
+}  // namespace
+
+std::unique_ptr<VideoEncoder> makeX264Encoder(const EncoderSettings& settings, EncoderCallbacks callbacks,
+                                              RunLoop& clock) {
+    return std::make_unique<X264Encoder>(settings, std::move(callbacks), clock);
+}
+
+}  // namespace quillon
