@@ -16,7 +16,8 @@
 //
 //     Task<> Session::startUp() {
 //         co_await loop.sleep(600ms);
-//         const auto fd = co_await inBackground(platform, [=] { return connect(udid, port); });
+//         auto work = inBackground(loop, threads, [=] { return connect(udid, port); });
+//         const auto fd = co_await work;
 //         ...
 //     }
 //
@@ -139,7 +140,8 @@ class TaskScope {
   private:
     static Task<> guarded(Task<> task) noexcept {
         try {
-            co_await std::move(task);
+            Task<> running = std::move(task);  // its frame goes when it ends, not when the scope does
+            co_await std::move(running);
         } catch (...) {
             std::terminate();
         }
@@ -170,25 +172,36 @@ class Resumption {
     std::shared_ptr<std::coroutine_handle<>> waiting_;
 };
 
+/// Blocking work that a task waits for.
 template <typename Work>
-struct BackgroundAwaiter {
+class BackgroundWork {
+  public:
     using Result = std::invoke_result_t<Work>;
+
+    BackgroundWork(RunLoop& loop, Threads& threads, Work work)
+        : loop_(loop), threads_(threads), work_(std::move(work)) {}
+
+    // Only a named object can be awaited: GCC 12 destroys what a temporary of a co_await expression has
+    // captured twice.
+    auto operator co_await() & {
+        struct Awaiter {
+            BackgroundWork& background;
+            bool await_ready() const noexcept { return false; }
+            void await_suspend(std::coroutine_handle<> caller) const { background.begin(caller); }
+            Result await_resume() const { return background.take(); }
+        };
+        return Awaiter{*this};
+    }
+
+  private:
     struct Outcome {
         std::conditional_t<std::is_void_v<Result>, bool, std::optional<Result>> value{};
         std::exception_ptr error;
     };
 
-    RunLoop& loop;
-    Threads& threads;
-    Work work;
-    std::shared_ptr<Outcome> outcome = std::make_shared<Outcome>();
-    Resumption resumption{};
-
-    bool await_ready() const noexcept { return false; }
-    void await_suspend(std::coroutine_handle<> caller) {
-        auto waiting = resumption.arm(caller);
-        threads.runConcurrently([work = std::move(work), &loop = loop, outcome = outcome,
-                                 waiting = std::move(waiting)]() mutable {
+    void begin(std::coroutine_handle<> caller) {
+        threads_.runConcurrently([work = std::move(work_), &loop = loop_, outcome = outcome_,
+                                  waiting = resumption_.arm(caller)]() mutable {
             try {
                 if constexpr (std::is_void_v<Result>) {
                     work();
@@ -203,10 +216,17 @@ struct BackgroundAwaiter {
             });
         });
     }
-    Result await_resume() {
-        if (outcome->error) std::rethrow_exception(outcome->error);
-        if constexpr (!std::is_void_v<Result>) return std::move(*outcome->value);
+
+    Result take() const {
+        if (outcome_->error) std::rethrow_exception(outcome_->error);
+        if constexpr (!std::is_void_v<Result>) return std::move(*outcome_->value);
     }
+
+    RunLoop& loop_;
+    Threads& threads_;
+    Work work_;
+    std::shared_ptr<Outcome> outcome_ = std::make_shared<Outcome>();
+    Resumption resumption_;
 };
 
 struct SleepAwaiter {
@@ -223,12 +243,17 @@ struct SleepAwaiter {
 
 }  // namespace detail
 
-/// `co_await inBackground(loop, threads, work)`: runs blocking work beside the main thread and goes on
-/// with its result (or its exception) on the main thread. The work itself outlives a waiting task that
-/// is destroyed, so it may own or copy what it uses, but not refer to the task's frame.
+/// Runs blocking work beside the main thread; awaiting it gives its result, or throws its exception, on the
+/// main thread:
+///
+///     auto work = inBackground(loop, threads, [connector] { return connector->connect(); });
+///     const auto connection = co_await work;
+///
+/// The work outlives a waiting task that is destroyed, so it may own or copy what it uses, but not refer
+/// to the task's frame.
 template <typename Work>
 [[nodiscard]] auto inBackground(RunLoop& loop, Threads& threads, Work work) {
-    return detail::BackgroundAwaiter<Work>{loop, threads, std::move(work)};
+    return detail::BackgroundWork<Work>(loop, threads, std::move(work));
 }
 
 inline auto RunLoop::sleep(Duration interval) {
