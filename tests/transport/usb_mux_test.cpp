@@ -27,7 +27,8 @@ class TestApp {
   public:
     UsbmuxServer::App onConnect(std::string greeting) {
         return [this, greeting = std::move(greeting)](int descriptor) {
-            test::sendText(descriptor, greeting);
+            // Whoever only probes is gone by now.
+            send(descriptor, greeting.data(), greeting.size(), MSG_NOSIGNAL);
             connection_.set_value(descriptor);
         };
     }
@@ -123,12 +124,6 @@ TEST_F(UsbMuxTest, IdentifiersAreKeptToTheFieldOfTheLibrary) {
     EXPECT_TRUE(devices[0].udid.starts_with(longest));
     EXPECT_EQ(devices[1].udid, "00008027-001122334455002E");
     EXPECT_TRUE(link.devicePresent("00008027-001122334455002E"));
-}
-
-TEST_F(UsbMuxTest, ADeviceWithoutIdentifierIsNotListed) {
-    startServer();
-    addDevice("");
-    EXPECT_TRUE(link.listDevices().empty());
 }
 
 TEST_F(UsbMuxTest, ConnectsToTheApp) {
