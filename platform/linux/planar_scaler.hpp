@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace quillon {
+
+/// How one axis of a plane is resampled: for each output sample the source samples it is made of and
+/// their weights. Shrinking averages what an output sample covers, enlarging interpolates between two
+/// neighbours. Every output sample depends on its own few source samples only, so that scaling a part
+/// gives the same samples as scaling the whole.
+class ScalingAxis {
+  public:
+    /// Weights of one output sample add up to this.
+    static constexpr int kUnit = 256;
+
+    /// Maps the source interval [origin, origin + extent) onto `outputCount` samples. Only source
+    /// samples from `first` to before `end` are used.
+    ScalingAxis(double origin, double extent, int first, int end, int outputCount);
+
+    int taps() const { return taps_; }
+    int outputCount() const { return static_cast<int>(starts_.size()); }
+    const int* starts() const { return starts_.data(); }
+    int start(int output) const { return starts_[static_cast<size_t>(output)]; }
+    const uint16_t* weights(int output) const {
+        return weights_.data() + static_cast<size_t>(output) * taps_;
+    }
+
+    /// Output samples [first, second) that depend on source samples [begin, end).
+    std::pair<int, int> affected(int begin, int end) const;
+
+  private:
+    int taps_ = 1;
+    std::vector<int> starts_;
+    std::vector<uint16_t> weights_;
+};
+
+struct ConstPlane {
+    const uint8_t* data = nullptr;
+    int stride = 0;
+};
+
+/// Resamples 8-bit planes by two axes. Holds scratch memory for one row: one thread at a time.
+class PlanarScaler {
+  public:
+    PlanarScaler(ScalingAxis horizontal, ScalingAxis vertical);
+
+    const ScalingAxis& horizontal() const { return horizontal_; }
+    const ScalingAxis& vertical() const { return vertical_; }
+
+    /// Writes output samples [left, right) × [top, bottom); `target` is the address of sample (0, 0).
+    void scale(ConstPlane source, uint8_t* target, int targetStride, int left, int top, int right,
+               int bottom);
+
+  private:
+    ScalingAxis horizontal_;
+    ScalingAxis vertical_;
+    std::vector<uint16_t> row_;
+};
+
+}  // namespace quillon

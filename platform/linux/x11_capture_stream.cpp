@@ -1,0 +1,161 @@
+#include "platform/linux/x11_capture_stream.hpp"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "base/text.hpp"
+#include "platform/linux/threads.hpp"
+#include "platform/linux/x11_outputs.hpp"
+
+namespace quillon {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// How soon to ask again whether a picture may be taken: well below a frame, and cheap.
+constexpr auto kAskAgain = 4ms;
+/// How much earlier than 1/fps after the last picture the next may come, to make up for its lateness:
+/// without it every late wake-up would lower the rate for good.
+constexpr auto kCatchUp = 1ms;
+/// A mode change may switch the display off for a moment.
+constexpr auto kMissingLimit = 1s;
+
+PixelRect placeOf(const X11Connection& connection, DisplayID display) {
+    const X11Desktop desktop = readDesktop(connection);
+    const X11Output* output = desktop.find(display);
+    if (output == nullptr) throw CaptureFailure(formatted("display %u is not active any more", display));
+    return output->place;
+}
+
+}  // namespace
+
+X11CaptureStream::X11CaptureStream(std::unique_ptr<X11Connection> connection, const CaptureRequest& request,
+                                   CaptureCallbacks callbacks)
+    : request_(request),
+      callbacks_(std::move(callbacks)),
+      interval_(std::chrono::duration_cast<Clock::duration>(1s) / std::max(request.fps, 1)),
+      connection_(std::move(connection)),
+      place_(placeOf(*connection_, request.display)),
+      grabber_(*connection_, place_),
+      ring_(request.output),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    converter_.emplace(PictureLayout::of({place_.width, place_.height}, request_));
+    watchDisplayChanges(*connection_);
+    thread_ = std::thread([this] { run(); });
+}
+
+X11CaptureStream::~X11CaptureStream() {
+    stop();
+    close(wake_);
+}
+
+void X11CaptureStream::stop() {
+    if (!thread_.joinable()) return;
+    isStopping_ = true;
+    wake();
+    thread_.join();
+}
+
+void X11CaptureStream::requestPicture() {
+    if (!isRequested_.exchange(true)) wake();
+}
+
+void X11CaptureStream::wake() const {
+    eventfd_write(wake_, 1);
+}
+
+void X11CaptureStream::run() {
+    nameThisThread(".capture");
+    try {
+        while (!isStopping_) {
+            if (const auto reason = takeEvents()) {
+                callbacks_.onEnd(*reason);
+                return;
+            }
+            wait(step());
+        }
+    } catch (const std::exception& error) {
+        callbacks_.onEnd(error.what());
+    }
+}
+
+std::optional<std::string> X11CaptureStream::takeEvents() {
+    bool displaysChanged = false;
+    while (const auto event = connection_->pollEvent()) {
+        if (grabber_.isDamage(*event)) isChanged_ = true;
+        if (isDisplayChange(*connection_, *event)) displaysChanged = true;
+    }
+    if (displaysChanged) followDisplay();
+    if (!connection_->isAlive()) return "the X server has ended";
+    if (missingSince_ && Clock::now() - *missingSince_ >= kMissingLimit)
+        return "the captured display is gone";
+    return std::nullopt;
+}
+
+void X11CaptureStream::followDisplay() {
+    const X11Desktop desktop = readDesktop(*connection_);
+    const X11Output* output = desktop.find(request_.display);
+    if (output == nullptr) {
+        if (!missingSince_) missingSince_ = Clock::now();
+        return;
+    }
+    missingSince_.reset();
+    if (output->place == place_) return;
+    place_ = output->place;
+    grabber_.setPlace(place_);
+    converter_.emplace(PictureLayout::of({place_.width, place_.height}, request_));
+    isChanged_ = isAllChanged_ = true;
+}
+
+/// Does what can be done now and tells how long to wait at most for the next step.
+std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
+    const auto now = Clock::now();
+    if (missingSince_) return *missingSince_ + kMissingLimit - now;
+    if (isRequested_.exchange(false)) isWanted_ = true;
+    if (!isChanged_ && !isWanted_) return std::nullopt;
+    if (now < due_) return due_ - now;
+    if (!ring_.hasRoom() || !callbacks_.ready()) return kAskAgain;
+    deliver(now);
+    return 0ms;
+}
+
+void X11CaptureStream::deliver(Clock::time_point now) {
+    due_ = std::max(due_ + interval_, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 8));
+    if (isChanged_) {
+        const DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
+        const DamageRegion changing =
+            isAllChanged_ ? DamageRegion({0, 0, request_.output.width, request_.output.height})
+                          : converter_->outputDamage(damage);
+        if (!connection_->isAlive()) return;
+        if (!changing.isEmpty()) {
+            Picture& picture = ring_.begin(changing);
+            if (isAllChanged_) converter_->paintBars(picture);
+            converter_->convert(grabber_.pixels(), damage, picture);
+            ring_.publish();
+            isWanted_ = true;
+        }
+        isChanged_ = isAllChanged_ = false;
+    }
+    if (!isWanted_) return;
+    isWanted_ = false;
+    callbacks_.onPicture(ring_.newest());
+}
+
+void X11CaptureStream::wait(std::optional<Clock::duration> limit) const {
+    xcb_flush(connection_->get());
+    pollfd watched[] = {{connection_->descriptor(), POLLIN, 0}, {wake_, POLLIN, 0}};
+    timespec time{};
+    if (limit) {
+        const auto nanoseconds = std::max<int64_t>(std::chrono::nanoseconds(*limit).count(), 0);
+        time = {nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+    }
+    ppoll(watched, 2, limit ? &time : nullptr, nullptr);
+    eventfd_t ignored = 0;
+    if (watched[1].revents != 0) eventfd_read(wake_, &ignored);
+}
+
+}  // namespace quillon

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "base/geometry.hpp"
+#include "platform/displays.hpp"
+#include "platform/linux/x11_connection.hpp"
+
+namespace quillon {
+
+/// One display of an X screen: an active RandR output, or the whole root window without RandR.
+struct X11Output {
+    DisplayID id = 0;  ///< the RandR output, or the root window
+    PixelRect place;   ///< on the root window
+    uint32_t mode = 0;
+    bool isSideways = false;  ///< rotated by a quarter turn: modes have width and height exchanged
+    std::vector<DisplayMode> modes;
+};
+
+/// The displays of one screen at one time. Without a main display the list is empty.
+struct X11Desktop {
+    std::vector<X11Output> outputs;  ///< in the server's order
+    DisplayID main = 0;              ///< the primary output, else the first
+
+    const X11Output* find(DisplayID id) const;
+    /// The main display's corner on the root window: the origin of desktop coordinates.
+    PixelRect mainPlace() const;
+};
+
+/// Asks the server; empty when it is gone. A few round trips.
+X11Desktop readDesktop(const X11Connection& connection);
+
+/// The desktop as it is now, at the price of a question to the server only after it changed.
+/// One thread at a time.
+class X11DesktopView {
+  public:
+    /// The connection, for requests beside the desktop's; null when there is no server now.
+    X11Connection* connection();
+    /// Empty when there is no server.
+    const X11Desktop& desktop();
+
+  private:
+    std::unique_ptr<X11Connection> connection_;
+    std::optional<X11Desktop> desktop_;
+};
+
+/// Asks the server to report changes of displays on this connection.
+void watchDisplayChanges(const X11Connection& connection);
+/// Is this event such a report?
+bool isDisplayChange(const X11Connection& connection, const xcb_generic_event_t& event);
+
+}  // namespace quillon
