@@ -1,0 +1,60 @@
+#pragma once
+
+#include <thread>
+
+#include "device/link_server.hpp"
+#include "device/options.hpp"
+#include "device/output_file.hpp"
+#include "device/screen.hpp"
+#include "device/statistics.hpp"
+
+namespace quillon::device {
+
+/// The device without its glass: serves hosts one after another on a thread of its own.
+///
+/// Threads: the link thread accepts a host, reads and decodes, sends keep-alives and scripted messages.
+/// The main thread owns this object and, with a window, shows the screen's frames and sends touches.
+class Device {
+  public:
+    /// Where frames become shown: here, as soon as they are decoded, or in a window that says so.
+    enum class Shown { whenDecoded, byWindow };
+
+    /// Opens the files of the options. Throws std::runtime_error when one cannot be made.
+    Device(const Options& options, Shown shown);
+    /// Ends the link and joins.
+    ~Device();
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    /// Listens and begins to serve. Throws std::runtime_error when it cannot listen.
+    void start();
+
+    /// Ends the link and serves no more; everything counted so far stays. Main thread.
+    void stop();
+
+    /// Writes snapshot and summary. After `stop`. Throws std::runtime_error when it cannot.
+    void writeResults() const;
+
+    /// The user sees `frame` now: counts, logs and acknowledges it. Any thread, one at a time.
+    void frameShown(const Frame& frame);
+
+    Screen& screen() { return screen_; }
+    Statistics& statistics() { return statistics_; }
+
+  private:
+    void serve();
+    void serveHost(LinkServer::Host host);
+    void logCounter(const Frame& frame);
+
+    const Options options_;
+    const Shown shown_;
+    OutputFile recording_;
+    OutputFile messageLog_;
+    OutputFile counterLog_;
+    Statistics statistics_;
+    Screen screen_;
+    LinkServer server_;
+    std::thread linkThread_;
+};
+
+}  // namespace quillon::device

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+
+#include "base/thread_annotations.hpp"
+#include "device/descriptor.hpp"
+#include "device/message_reader.hpp"
+#include "device/options.hpp"
+#include "device/statistics.hpp"
+
+namespace quillon::device {
+
+/// The connection to one host, from the greeting to its end. Shared between the link thread, which
+/// runs it, and whoever sends on it; frames hold it, so that each is acknowledged on its own link.
+class HostLink {
+  public:
+    HostLink(Descriptor host, const Options& options, Statistics& statistics);
+
+    /// Greets, then reads messages into `sink` and sends what the clock asks for, until the host goes,
+    /// breaks the protocol, or `stopDescriptor` becomes readable. Returns why it ended. Link thread.
+    std::string run(int stopDescriptor, const MessageReader::Sink& sink);
+
+    /// Sends one message; nothing when the link has ended. A host that takes no bytes for two seconds
+    /// loses the link. Any thread.
+    void send(wire::MessageType type, uint64_t pts, ByteView payload) EXCLUDES(sendLock_);
+
+    Moment accepted() const { return accepted_; }
+
+  private:
+    void sendBytes(ByteView bytes) EXCLUDES(sendLock_);
+    void greet();
+    std::string receive(int stopDescriptor, const MessageReader::Sink& sink);
+    bool readSome(MessageReader& reader, ReadGate& gate, size_t most);
+    Moment doWhatIsDue(Moment now, const ReadGate& gate);
+    void end() EXCLUDES(sendLock_);
+
+    // Constant after construction
+    const Options& options_;
+    Statistics& statistics_;
+    const Moment accepted_;
+
+    // Link thread only
+    Moment nextBeat_;
+    size_t nextScripted_ = 0;
+    uint64_t randomState_ = 1;
+
+    Mutex sendLock_;     ///< one message at a time
+    Descriptor socket_;  ///< replaced only at the end of `run`, under the lock; the link thread reads
+    bool ended_ GUARDED_BY(sendLock_) = false;
+};
+
+}  // namespace quillon::device

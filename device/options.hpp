@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "base/bytes.hpp"
+#include "base/geometry.hpp"
+#include "device/faults.hpp"
+#include "transport/wire_protocol.hpp"
+
+namespace quillon::device {
+
+/// A message that the device sends by itself at a time after the accept, on every link.
+struct ScriptedMessage {
+    Clock::duration at{};
+    wire::MessageType type{};
+    Bytes payload;
+};
+
+/// What the command line asks for.
+struct Options {
+    bool help = false;
+    bool version = false;
+
+    // Where hosts find the device.
+    std::string bind = "0.0.0.0";
+    uint16_t port = 5555;  ///< 0: any free port; behind a mux server, the device's own port
+    bool tcp = true;
+    std::optional<std::string> muxSocket;  ///< path of a mux server's socket to stand behind
+    std::string udid = "5175696c6c6f6e2d4465766963652d3030303031";
+
+    // What the device says of itself.
+    std::optional<std::string> greeting;  ///< the whole line
+    Size panel{2048, 1536};               ///< pixels
+
+    // What the user sees and does.
+    bool headless = false;
+    bool followWindow = false;            ///< report the window's size as the panel
+    std::optional<Size> mirroredDisplay;  ///< shape of a mirrored display, which no message tells
+    std::vector<ScriptedMessage> script;  ///< ordered by time
+
+    // What is left behind.
+    std::optional<Clock::duration> runTime;
+    std::optional<std::string> snapshotFile;
+    bool snapshotPointer = false;
+    std::optional<std::string> recordFile;
+    std::optional<std::string> summaryFile;
+    std::optional<std::string> counterLog;
+    std::optional<std::string> messageLog;
+    double counterScale = 1;
+
+    Faults faults;
+
+    /// The line sent to every host, without its line feed.
+    std::string greetingLine() const;
+};
+
+/// A command line that makes no sense; `what` tells the user why.
+struct OptionError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads the arguments after the program's name. Throws OptionError.
+Options parseOptions(std::span<const char* const> arguments);
+
+/// The text of --help.
+std::string helpText();
+
+}  // namespace quillon::device
