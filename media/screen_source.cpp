@@ -215,20 +215,22 @@ Task<> ScreenSource::start(std::shared_ptr<ScreenSource> source, StartRequest re
     std::optional<Capture::Display> display;
     size_t visible = 0;
     for (int query = 0; query < kDisplayQueries && !display; ++query) {
-        const auto listed =
-            co_await inBackground(loop, source->threads_, [&capture] { return capture.shareableDisplays(); });
+        auto listing =
+            inBackground(loop, source->threads_, [&capture] { return capture.shareableDisplays(); });
+        const auto listed = co_await listing;
         visible = listed.size();
         display = chosenDisplay(listed, request);
         if (!display) co_await loop.sleep(kDisplayQueryPause);
     }
     if (!display) throw CaptureError(notFoundMessage(request, visible));
 
-    co_await inBackground(
+    auto starting = inBackground(
         loop, source->threads_,
         [&capture, &displays = source->displays_, request, id = display->id, holder = source->holder_,
          callbacks = source->callbacks()]() mutable {
             holder->put(capture.start(captureRequest(request, id, displays), std::move(callbacks)));
         });
+    co_await starting;
     if (request.pace && !source->holder_->isGivenUp()) source->startPacing(request.fps);
     std::printf("[capture] display %u %dx%d → %dx%d@%d\n", display->id, display->size.width,
                 display->size.height, request.width, request.height, request.fps);
@@ -237,10 +239,11 @@ Task<> ScreenSource::start(std::shared_ptr<ScreenSource> source, StartRequest re
 Task<> ScreenSource::stop(std::shared_ptr<ScreenSource> source) {
     source->paceTimer_.reset();
     if (std::shared_ptr<CaptureStream> stream = source->holder_->giveUp()) {
-        co_await inBackground(source->loop_, source->threads_, [stream = std::move(stream)]() mutable {
+        auto stopping = inBackground(source->loop_, source->threads_, [stream = std::move(stream)]() mutable {
             stream->stop();
             stream.reset();
         });
+        co_await stopping;
     }
 }
 
