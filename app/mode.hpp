@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+#include "app/options.hpp"
+
+namespace quillon {
+
+/// What one run of the program does. A run has exactly one mode, in this order of precedence.
+enum class Mode {
+    modeProbe,
+    inputCheck,
+    hiDPIProbe,
+    cycleTest,
+    deviceList,
+    discoverAll,
+    discoverFirst,
+    displayList,
+    cleanup,
+    application,
+    host,
+};
+
+/// `bundlePath` tells whether the program was started as an application.
+Mode chooseMode(const Options& options, const std::filesystem::path& bundlePath);
+
+/// The application bundle that the program at `programPath` belongs to, otherwise its folder.
+std::filesystem::path bundlePathOf(const std::filesystem::path& programPath);
+
+/// What a mode is called when people are told about it.
+std::string_view nameOf(Mode mode);
+
+}  // namespace quillon
