@@ -1,0 +1,452 @@
+#include "platform/linux/x11_capture.hpp"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+
+#include "tests/linux/x11_fixture.hpp"
+
+namespace quillon::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::HasSubstr;
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLimit = 10s;
+
+struct Yuv {
+    int y, u, v;
+    bool operator==(const Yuv&) const = default;
+    friend void PrintTo(const Yuv& c, std::ostream* out) { *out << c.y << "," << c.u << "," << c.v; }
+};
+
+Yuv at(const Picture& picture, int x, int y) {
+    const auto sample = [&](int plane, int px, int py) {
+        return picture.planes[plane].data[py * picture.planes[plane].stride + px];
+    };
+    return {sample(0, x, y), sample(1, x / 2, y / 2), sample(2, x / 2, y / 2)};
+}
+
+bool near(const Yuv& a, const Yuv& b) {
+    return std::abs(a.y - b.y) <= 2 && std::abs(a.u - b.u) <= 2 && std::abs(a.v - b.v) <= 2;
+}
+
+// BT.601, limited range.
+constexpr uint32_t kRed = 0xFF0000, kGreen = 0x00FF00, kBlue = 0x0000FF, kWhite = 0xFFFFFF, kBlack = 0;
+const Yuv kRedYuv{82, 90, 240}, kGreenYuv{145, 54, 34}, kBlueYuv{41, 240, 110}, kWhiteYuv{235, 128, 128},
+    kBlackYuv{16, 128, 128};
+
+/// Receives a stream's pictures and waits for them.
+class Receiver {
+  public:
+    CaptureCallbacks callbacks() {
+        return {[this] {
+                    const std::lock_guard guard(lock_);
+                    ++asked_;
+                    changed_.notify_all();
+                    return ready_;
+                },
+                [this](PicturePtr picture) {
+                    const std::lock_guard guard(lock_);
+                    ++count_;
+                    latest_ = std::move(picture);
+                    damage_.insert(damage_.end(), latest_->damage.begin(), latest_->damage.end());
+                    times_.push_back(Clock::now());
+                    changed_.notify_all();
+                },
+                [this](std::string reason) {
+                    const std::lock_guard guard(lock_);
+                    end_ = std::move(reason);
+                    changed_.notify_all();
+                }};
+    }
+
+    template <typename Predicate>
+    bool waitUntil(Predicate predicate, Clock::duration limit = kLimit) {
+        std::unique_lock guard(lock_);
+        return changed_.wait_for(guard, limit, predicate);
+    }
+    bool waitForCount(int count, Clock::duration limit = kLimit) {
+        return waitUntil([&] { return count_ >= count; }, limit);
+    }
+    bool waitForColor(int x, int y, const Yuv& color) {
+        return waitUntil([&] { return latest_ && x < latest_->width && near(at(*latest_, x, y), color); });
+    }
+    std::string waitForEnd() {
+        waitUntil([&] { return !end_.empty(); });
+        const std::lock_guard guard(lock_);
+        return end_;
+    }
+    void setReady(bool ready) {
+        const std::lock_guard guard(lock_);
+        ready_ = ready;
+    }
+    PicturePtr latest() {
+        const std::lock_guard guard(lock_);
+        return latest_;
+    }
+    std::vector<PixelRect> takeDamage() {
+        const std::lock_guard guard(lock_);
+        return std::exchange(damage_, {});
+    }
+    int count() {
+        const std::lock_guard guard(lock_);
+        return count_;
+    }
+    int asked() {
+        const std::lock_guard guard(lock_);
+        return asked_;
+    }
+    bool waitUntilAsked(int times) {
+        return waitUntil([&] { return asked_ >= times; });
+    }
+    std::vector<Clock::time_point> times() {
+        const std::lock_guard guard(lock_);
+        return times_;
+    }
+
+  private:
+    std::mutex lock_;
+    std::condition_variable changed_;
+    bool ready_ = true;
+    int asked_ = 0;
+    int count_ = 0;
+    PicturePtr latest_;
+    std::vector<PixelRect> damage_;
+    std::vector<Clock::time_point> times_;
+    std::string end_;
+};
+
+class X11CaptureTest : public X11Test {
+  protected:
+    /// The main display, 1920x1080, unscaled unless told.
+    CaptureRequest request(Size output = {1920, 1080}, int fps = 60) {
+        CaptureRequest request;
+        request.display = capture_.shareableDisplays().at(0).id;
+        request.output = output;
+        request.fps = fps;
+        return request;
+    }
+    void start(const CaptureRequest& request) {
+        stream_ = capture_.start(request, receiver_.callbacks());
+        ASSERT_TRUE(receiver_.waitForCount(1));
+    }
+    void TearDown() override { stream_.reset(); }
+
+    X11Capture capture_;
+    Receiver receiver_;
+    std::unique_ptr<CaptureStream> stream_;
+};
+
+TEST_F(X11CaptureTest, ListsTheActiveDisplays) {
+    ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
+    ASSERT_TRUE(server_->xrandr("--addmode DUMMY1 small"));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --mode small --right-of DUMMY0"));
+    const auto displays = capture_.shareableDisplays();
+    ASSERT_EQ(displays.size(), 2u);
+    EXPECT_EQ(displays[0].size, (Size{1920, 1080}));
+    EXPECT_EQ(displays[1].size, (Size{800, 600}));
+    EXPECT_NE(displays[0].id, displays[1].id);
+}
+
+TEST_F(X11CaptureTest, BeginsWithAFullPicture) {
+    painter_->fill({0, 0, 1920, 1080}, kBlue);
+    painter_->fill({100, 50, 200, 100}, kRed);
+    start(request());
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_EQ(picture->format, Picture::Format::i420);
+    EXPECT_EQ(picture->sequence, 1u);
+    EXPECT_EQ(picture->damage, (std::vector<PixelRect>{{0, 0, 1920, 1080}}));
+    EXPECT_TRUE(near(at(*picture, 0, 0), kBlueYuv)) << ::testing::PrintToString(at(*picture, 0, 0));
+    EXPECT_TRUE(near(at(*picture, 1919, 1079), kBlueYuv));
+    EXPECT_TRUE(near(at(*picture, 100, 50), kRedYuv)) << ::testing::PrintToString(at(*picture, 100, 50));
+    EXPECT_TRUE(near(at(*picture, 299, 149), kRedYuv));
+    EXPECT_TRUE(near(at(*picture, 300, 149), kBlueYuv));
+}
+
+TEST_F(X11CaptureTest, TellsAndReadsOnlyWhatChanged) {
+    painter_->fill({0, 0, 1920, 1080}, kBlack);
+    start(request());
+    receiver_.takeDamage();
+    painter_->fill({401, 301, 21, 11}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(410, 305, kGreenYuv));
+    EXPECT_EQ(receiver_.takeDamage(), (std::vector<PixelRect>{{400, 300, 22, 12}}));
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_EQ(picture->sequence, 2u);
+    EXPECT_TRUE(near(at(*picture, 440, 305), kBlackYuv));
+    EXPECT_TRUE(near(at(*picture, 1900, 1000), kBlackYuv));
+}
+
+TEST_F(X11CaptureTest, KeepsPicturesThatAreHeldUnchanged) {
+    painter_->fill({0, 0, 1920, 1080}, kBlack);
+    start(request());
+    const PicturePtr first = receiver_.latest();
+    painter_->fill({0, 0, 64, 64}, kRed);
+    ASSERT_TRUE(receiver_.waitForColor(10, 10, kRedYuv));
+    const PicturePtr second = receiver_.latest();
+    painter_->fill({64, 0, 64, 64}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(70, 10, kGreenYuv));
+    const PicturePtr third = receiver_.latest();
+    EXPECT_TRUE(near(at(*first, 10, 10), kBlackYuv));
+    EXPECT_TRUE(near(at(*second, 10, 10), kRedYuv));
+    EXPECT_TRUE(near(at(*second, 70, 10), kBlackYuv));
+    EXPECT_TRUE(near(at(*third, 10, 10), kRedYuv));
+    EXPECT_EQ(third->sequence, 3u);
+}
+
+TEST_F(X11CaptureTest, AStillScreenGivesNoPicture) {
+    start(request());
+    EXPECT_FALSE(receiver_.waitForCount(2, 200ms));
+}
+
+TEST_F(X11CaptureTest, DamageOutsideTheDisplayGivesNoPicture) {
+    ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
+    ASSERT_TRUE(server_->xrandr("--addmode DUMMY1 small"));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --mode small --right-of DUMMY0"));
+    CaptureRequest second = request({800, 600});
+    second.display = capture_.shareableDisplays().at(1).id;
+    start(second);
+    receiver_.takeDamage();
+    painter_->fill({0, 0, 1920, 1080}, kRed);
+    EXPECT_FALSE(receiver_.waitForCount(2, 200ms));
+    // Damage across the border is clipped, in the display's own coordinates.
+    painter_->fill({1910, 100, 20, 10}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(4, 104, kGreenYuv));
+    EXPECT_EQ(receiver_.takeDamage(), (std::vector<PixelRect>{{0, 100, 10, 10}}));
+}
+
+TEST_F(X11CaptureTest, NeverExceedsTheFrameRate) {
+    start(request({1920, 1080}, 20));
+    const auto begin = Clock::now();
+    for (int i = 0; Clock::now() - begin < 1s; ++i)
+        painter_->fill({i % 1800, 0, 40, 40}, 0x010101u * (i & 0xFF));
+    const auto times = receiver_.times();
+    const auto inTime = std::ranges::count_if(times, [&](auto t) { return t >= begin && t < begin + 1s; });
+    EXPECT_LE(inTime, 21);
+    EXPECT_GE(inTime, 10);
+    for (size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i] - times[i - 1], 40ms);
+}
+
+TEST_F(X11CaptureTest, AChangeAfterRestComesAtOnce) {
+    painter_->fill({0, 0, 1920, 1080}, kBlack);
+    start(request({1920, 1080}, 2));
+    EXPECT_FALSE(receiver_.waitForCount(2, 600ms));
+    painter_->fill({0, 0, 10, 10}, kWhite);
+    EXPECT_TRUE(receiver_.waitForCount(2, 250ms));
+}
+
+TEST_F(X11CaptureTest, WaitsUntilTheConsumerIsReadyAndThenBringsTheNewest) {
+    painter_->fill({0, 0, 1920, 1080}, kBlack);
+    start(request());
+    receiver_.setReady(false);
+    painter_->fill({0, 0, 10, 10}, kRed);
+    ASSERT_TRUE(receiver_.waitUntilAsked(receiver_.asked() + 5));
+    painter_->fill({0, 0, 10, 10}, kGreen);
+    EXPECT_EQ(receiver_.count(), 1);
+    receiver_.setReady(true);
+    ASSERT_TRUE(receiver_.waitForCount(2));
+    EXPECT_TRUE(near(at(*receiver_.latest(), 5, 5), kGreenYuv));
+}
+
+TEST_F(X11CaptureTest, HandsTheNewestPictureOverAgainOnRequest) {
+    start(request());
+    const PicturePtr first = receiver_.latest();
+    receiver_.setReady(false);
+    const int before = receiver_.asked();
+    stream_->requestPicture();
+    ASSERT_TRUE(receiver_.waitUntilAsked(before + 3));
+    EXPECT_EQ(receiver_.count(), 1);
+    receiver_.setReady(true);
+    ASSERT_TRUE(receiver_.waitForCount(2));
+    EXPECT_EQ(receiver_.latest(), first);
+}
+
+TEST_F(X11CaptureTest, WaitsForARingPictureWhenAllAreHeld) {
+    painter_->fill({0, 0, 1920, 1080}, kBlack);
+    start(request());
+    std::vector<PicturePtr> held{receiver_.latest()};
+    for (int i = 1; i < 4; ++i) {
+        painter_->fill({i * 100, 0, 50, 50}, kRed);
+        ASSERT_TRUE(receiver_.waitForColor(i * 100 + 5, 5, kRedYuv));
+        held.push_back(receiver_.latest());
+    }
+    painter_->fill({800, 0, 50, 50}, kGreen);
+    EXPECT_FALSE(receiver_.waitForCount(5, 100ms));
+    held.erase(held.begin());
+    ASSERT_TRUE(receiver_.waitForColor(805, 5, kGreenYuv));
+    EXPECT_TRUE(near(at(*receiver_.latest(), 305, 5), kRedYuv));
+}
+
+TEST_F(X11CaptureTest, FitKeepsTheShapeBetweenBlackBars) {
+    painter_->fill({0, 0, 1920, 1080}, kWhite);
+    painter_->fill({0, 0, 960, 1080}, kRed);
+    start(request({1024, 768}));
+    // 1024 x 576 in the middle.
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_TRUE(near(at(*picture, 10, 90), kBlackYuv));
+    EXPECT_TRUE(near(at(*picture, 10, 100), kRedYuv));
+    EXPECT_TRUE(near(at(*picture, 10, 668), kRedYuv));
+    EXPECT_TRUE(near(at(*picture, 10, 676), kBlackYuv));
+    EXPECT_TRUE(near(at(*picture, 508, 300), kRedYuv));
+    EXPECT_TRUE(near(at(*picture, 516, 300), kWhiteYuv));
+}
+
+TEST_F(X11CaptureTest, StretchFillsTheOutput) {
+    painter_->fill({0, 0, 1920, 1080}, kWhite);
+    painter_->fill({0, 0, 1920, 540}, kGreen);
+    CaptureRequest stretched = request({1024, 768});
+    stretched.preservesAspectRatio = false;
+    start(stretched);
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_TRUE(near(at(*picture, 0, 0), kGreenYuv));
+    EXPECT_TRUE(near(at(*picture, 1023, 380), kGreenYuv));
+    EXPECT_TRUE(near(at(*picture, 1023, 388), kWhiteYuv));
+    EXPECT_TRUE(near(at(*picture, 0, 767), kWhiteYuv));
+}
+
+TEST_F(X11CaptureTest, ASourceRectangleFillsTheOutput) {
+    painter_->fill({0, 0, 1920, 1080}, kWhite);
+    painter_->fill({240, 0, 1440, 1080}, kBlue);
+    painter_->fill({960, 540, 720, 540}, kRed);
+    CaptureRequest cropped = request({2048, 1536});
+    cropped.sourceRect = PixelRect{240, 0, 1440, 1080};
+    start(cropped);
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_TRUE(near(at(*picture, 0, 0), kBlueYuv));
+    EXPECT_TRUE(near(at(*picture, 2047, 0), kBlueYuv));
+    EXPECT_TRUE(near(at(*picture, 1016, 760), kBlueYuv));
+    EXPECT_TRUE(near(at(*picture, 1032, 776), kRedYuv));
+    EXPECT_TRUE(near(at(*picture, 2047, 1535), kRedYuv));
+}
+
+TEST_F(X11CaptureTest, SurvivesAResolutionChange) {
+    painter_->fill({0, 0, 1920, 1080}, kBlue);
+    start(request({1024, 768}));
+    ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
+    ASSERT_TRUE(server_->xrandr("--addmode DUMMY0 small"));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY0 --mode small"));
+    painter_->fill({0, 0, 800, 600}, kRed);
+    ASSERT_TRUE(receiver_.waitUntil([] { return true; }));
+    // 4:3 on 4:3: no bars any more, and the output keeps its size.
+    ASSERT_TRUE(receiver_.waitForColor(2, 2, kRedYuv));
+    const PicturePtr picture = receiver_.latest();
+    EXPECT_EQ(picture->width, 1024);
+    EXPECT_EQ(picture->height, 768);
+    EXPECT_TRUE(near(at(*picture, 1023, 767), kRedYuv));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY0 --mode 1920x1080"));
+    painter_->fill({0, 0, 1920, 1080}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(2, 300, kGreenYuv));
+    ASSERT_TRUE(receiver_.waitForColor(2, 2, kBlackYuv));
+}
+
+TEST_F(X11CaptureTest, FollowsADisplayThatMoves) {
+    ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
+    ASSERT_TRUE(server_->xrandr("--addmode DUMMY1 small"));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --mode small --right-of DUMMY0"));
+    painter_->fill({0, 0, 2720, 1680}, kBlack);
+    CaptureRequest second = request({800, 600});
+    second.display = capture_.shareableDisplays().at(1).id;
+    start(second);
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --below DUMMY0"));
+    painter_->fill({0, 1080, 400, 600}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(10, 10, kGreenYuv));
+    ASSERT_TRUE(receiver_.waitForColor(410, 10, kBlackYuv));
+}
+
+TEST_F(X11CaptureTest, EndsWhenTheDisplayGoes) {
+    ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
+    ASSERT_TRUE(server_->xrandr("--addmode DUMMY1 small"));
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --mode small --right-of DUMMY0"));
+    CaptureRequest second = request({800, 600});
+    second.display = capture_.shareableDisplays().at(1).id;
+    start(second);
+    ASSERT_TRUE(server_->xrandr("--output DUMMY1 --off"));
+    EXPECT_EQ(receiver_.waitForEnd(), "the captured display is gone");
+}
+
+TEST_F(X11CaptureTest, EndsWhenTheServerGoes) {
+    start(request());
+    server_->kill();
+    EXPECT_EQ(receiver_.waitForEnd(), "the X server has ended");
+}
+
+TEST_F(X11CaptureTest, StopsWhileTheConsumerIsNotReady) {
+    start(request());
+    receiver_.setReady(false);
+    painter_->fill({0, 0, 10, 10}, kRed);
+    ASSERT_TRUE(receiver_.waitUntilAsked(receiver_.asked() + 2));
+    stream_->stop();
+    const int asked = receiver_.asked();
+    painter_->fill({0, 0, 10, 10}, kGreen);
+    EXPECT_EQ(receiver_.asked(), asked);
+    stream_->stop();
+}
+
+TEST_F(X11CaptureTest, AnUnknownDisplayFails) {
+    CaptureRequest unknown = request();
+    unknown.display = 4711;
+    EXPECT_THROW(capture_.start(unknown, receiver_.callbacks()), CaptureFailure);
+}
+
+TEST_F(X11CaptureTest, WorksWithoutSharedMemory) {
+    startServer({"-extension", "MIT-SHM"});
+    painter_->fill({0, 0, 1920, 1080}, kBlue);
+    start(request());
+    EXPECT_TRUE(near(at(*receiver_.latest(), 1919, 1079), kBlueYuv));
+    receiver_.takeDamage();
+    painter_->fill({100, 50, 20, 10}, kRed);
+    ASSERT_TRUE(receiver_.waitForColor(119, 59, kRedYuv));
+    EXPECT_EQ(receiver_.takeDamage(), (std::vector<PixelRect>{{100, 50, 20, 10}}));
+    EXPECT_TRUE(near(at(*receiver_.latest(), 120, 59), kBlueYuv));
+}
+
+TEST_F(X11CaptureTest, RefusesAScreenOfAnotherDepth) {
+    startServer({"-depth", "16"});
+    try {
+        capture_.start(request(), receiver_.callbacks());
+        FAIL() << "a 16-bit screen was captured";
+    } catch (const CaptureFailure& failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("colour depth of 16 bits"));
+    }
+}
+
+class NoDisplayTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_SESSION_TYPE"}) unsetenv(name);
+    }
+    static std::string failure() {
+        try {
+            X11Capture().shareableDisplays();
+        } catch (const CaptureFailure& error) {
+            return error.what();
+        }
+        return "";
+    }
+};
+
+TEST_F(NoDisplayTest, SaysThatThereIsNoDisplay) {
+    EXPECT_THAT(failure(), HasSubstr("DISPLAY is not set"));
+}
+
+TEST_F(NoDisplayTest, SaysThatWaylandIsNotEnough) {
+    setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+    EXPECT_THAT(failure(), HasSubstr("Wayland only"));
+    unsetenv("WAYLAND_DISPLAY");
+    setenv("XDG_SESSION_TYPE", "wayland", 1);
+    EXPECT_THAT(failure(), HasSubstr("X11 (Xorg) session"));
+}
+
+TEST_F(NoDisplayTest, NamesTheServerThatDoesNotAnswer) {
+    setenv("DISPLAY", ":9999", 1);
+    EXPECT_THAT(failure(), HasSubstr("\":9999\" does not answer"));
+}
+
+}  // namespace
+}  // namespace quillon::testing

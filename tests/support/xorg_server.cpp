@@ -1,0 +1,177 @@
+#include "tests/support/xorg_server.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+
+extern char** environ;
+
+namespace quillon::testing {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The binary itself: the wrapper on the path serves consoles only.
+constexpr const char* kServer = "/usr/lib/xorg/Xorg";
+constexpr const char* kDriver = "/usr/lib/xorg/modules/drivers/dummy_drv.so";
+constexpr auto kStartLimit = 15s;
+constexpr auto kEndLimit = 5s;
+
+constexpr const char* kConfiguration = R"(
+Section "ServerLayout"
+  Identifier "Layout"
+  Screen "Screen"
+EndSection
+Section "ServerFlags"
+  Option "AutoAddDevices" "false"
+  Option "AutoEnableDevices" "false"
+  Option "AutoAddGPU" "false"
+  Option "AutoBindGPU" "false"
+  Option "DontVTSwitch" "true"
+  Option "BlankTime" "0"
+  Option "StandbyTime" "0"
+  Option "OffTime" "0"
+EndSection
+Section "Device"
+  Identifier "Device"
+  Driver "dummy"
+  VideoRam 262144
+EndSection
+Section "Monitor"
+  Identifier "Monitor"
+  HorizSync 1.0-1000.0
+  VertRefresh 1.0-500.0
+  Modeline "1920x1080" 148.50 1920 2008 2052 2200 1080 1084 1089 1125 +hsync +vsync
+EndSection
+Section "Screen"
+  Identifier "Screen"
+  Device "Device"
+  Monitor "Monitor"
+  DefaultDepth 24
+  SubSection "Display"
+    Depth 24
+    Modes "1920x1080"
+    Virtual 8192 8191
+  EndSubSection
+EndSection
+)";
+
+/// One line from `descriptor`, or what came of it until the deadline.
+std::string readLine(int descriptor, std::chrono::steady_clock::time_point deadline) {
+    std::string line;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        pollfd watched{descriptor, POLLIN, 0};
+        if (left <= 0ms || poll(&watched, 1, static_cast<int>(left.count())) <= 0) return line;
+        char next = 0;
+        if (read(descriptor, &next, 1) != 1 || next == '\n') return line;
+        line += next;
+    }
+}
+
+}  // namespace
+
+std::string XorgServer::missing() {
+    if (!std::filesystem::exists(kServer)) return "Xorg is not installed (package xserver-xorg-core)";
+    if (!std::filesystem::exists(kDriver)) return "its dummy driver is missing (xserver-xorg-video-dummy)";
+    return "";
+}
+
+std::unique_ptr<XorgServer> XorgServer::start(const std::vector<std::string>& arguments) {
+    std::unique_ptr<XorgServer> server(new XorgServer);
+    if (!server->launch(arguments)) return nullptr;
+    setenv("DISPLAY", server->display_.c_str(), 1);
+    return server;
+}
+
+bool XorgServer::launch(const std::vector<std::string>& arguments) {
+    std::string pattern = std::filesystem::temp_directory_path() / "quillon-xorg-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) return false;
+    folder_ = pattern;
+    const std::string configuration = folder_ / "xorg.conf";
+    std::ofstream(configuration) << kConfiguration;
+
+    int pipe[2];
+    if (pipe2(pipe, O_CLOEXEC) != 0) return false;
+    constexpr int kDisplayDescriptor = 3;
+    std::vector<std::string> words{kServer,
+                                   "-config",
+                                   configuration,
+                                   "-noreset",
+                                   "-nolisten",
+                                   "tcp",
+                                   "-novtswitch",
+                                   "-sharevts",
+                                   "-ac",
+                                   "-logfile",
+                                   folder_ / "xorg.log",
+                                   "-displayfd",
+                                   std::to_string(kDisplayDescriptor)};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipe[1], kDisplayDescriptor);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (folder_ / "errors").c_str(),
+                                     O_WRONLY | O_CREAT, 0600);
+    const int failure = posix_spawn(&process_, kServer, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(pipe[1]);
+    if (failure != 0) process_ = -1;
+    const std::string number =
+        failure == 0 ? readLine(pipe[0], std::chrono::steady_clock::now() + kStartLimit) : "";
+    close(pipe[0]);
+    display_ = ":" + number;
+    return !number.empty();
+}
+
+bool XorgServer::endWithin(std::chrono::milliseconds limit) {
+    const int handle = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
+    pollfd watched{handle, POLLIN, 0};
+    const bool ended = handle >= 0 && poll(&watched, 1, static_cast<int>(limit.count())) == 1;
+    if (handle >= 0) close(handle);
+    return ended;
+}
+
+void XorgServer::kill() {
+    if (process_ < 0) return;
+    ::kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    process_ = -1;
+    // A killed server leaves these behind, and they would block its number for a while.
+    const std::string number = display_.substr(1);
+    std::error_code ignored;
+    std::filesystem::remove("/tmp/.X11-unix/X" + number, ignored);
+    std::filesystem::remove("/tmp/.X" + number + "-lock", ignored);
+}
+
+XorgServer::~XorgServer() {
+    if (process_ >= 0) {
+        ::kill(process_, SIGTERM);
+        if (endWithin(kEndLimit)) {
+            waitpid(process_, nullptr, 0);
+        } else {
+            kill();
+        }
+    }
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+}
+
+bool XorgServer::xrandr(const std::string& arguments) const {
+    return std::system(("xrandr -d " + display_ + " " + arguments).c_str()) == 0;
+}
+
+}  // namespace quillon::testing
