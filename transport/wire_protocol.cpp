@@ -82,12 +82,6 @@ Bytes dropCountPayload(int64_t drops) {
     return payload;
 }
 
-Greeting parseGreeting(std::string_view line) {
-    const auto tokens = splitDroppingEmpty(line, ' ');
-    if (tokens.size() < 2) return {};
-    return {parseInteger(tokens[1]).value_or(1)};
-}
-
 namespace {
 
 std::optional<int> panelNumber(std::string_view text) {
@@ -108,6 +102,14 @@ std::optional<Size> panelSizeInToken(std::string_view token) {
 }
 
 }  // namespace
+
+Greeting parseGreeting(std::string_view line) {
+    const auto tokens = splitDroppingEmpty(line, ' ');
+    Greeting greeting;
+    if (tokens.size() > 1) greeting.protocolVersion = parseInteger(tokens[1]).value_or(1);
+    if (tokens.size() > 2 && !panelSizeInToken(tokens[2])) greeting.model = tokens[2];
+    return greeting;
+}
 
 std::optional<Size> panelSize(std::optional<std::string_view> text) {
     if (!text) return std::nullopt;

@@ -99,9 +99,11 @@ Bytes dropCountPayload(int64_t drops);
 
 struct Greeting {
     int64_t protocolVersion = 1;
+    std::optional<std::string> model;
     bool supportsPing() const { return protocolVersion > 1; }
 };
-/// The second space-separated token is the version; 1 when it is missing or no decimal integer.
+/// The second space-separated token is the version; 1 when it is missing or no decimal integer. The third
+/// is the device's model, unless it is a panel size.
 Greeting parseGreeting(std::string_view line);
 
 /// The panel size in pixels in a greeting or a panel report: the first candidate token of the form

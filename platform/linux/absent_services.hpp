@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/permissions.hpp"
+#include "platform/service_browser.hpp"
+#include "platform/virtual_displays.hpp"
+#include "platform/windows.hpp"
+
+namespace quillon {
+
+// Services that this desktop does not give to the program. Each answers as the seam says a system
+// without it answers, so that the session tells the user in its own words.
+
+/// No virtual monitors: every creation is refused.
+class NoVirtualDisplays : public VirtualDisplays {
+  public:
+    std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest&) override { return nullptr; }
+};
+
+/// Other programs' windows are out of reach.
+class NoWindows : public Windows {
+  public:
+    std::vector<Window> all() override { return {}; }
+    bool move(uint64_t, Point) override { return false; }
+};
+
+/// No searching on the local network: each search says so at once.
+class NoServiceBrowser : public ServiceBrowser {
+  public:
+    std::unique_ptr<Search> search(const std::string&, const std::string&, Callbacks callbacks) override;
+    std::vector<std::string> interfaceAddresses() override { return {}; }
+};
+
+/// X11 lets every client see the screen and make events: there is nothing to ask for.
+class GrantedPermissions : public Permissions {
+  public:
+    bool canCaptureScreen() override { return true; }
+    bool requestScreenCapture() override { return true; }
+    bool isTrustedForControl() override { return true; }
+    void requestControl() override {}
+};
+
+}  // namespace quillon

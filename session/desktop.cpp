@@ -1,0 +1,87 @@
+#include "session/desktop.hpp"
+
+#include <cmath>
+#include <string>
+
+#include "base/log.hpp"
+
+namespace quillon {
+
+namespace {
+
+constexpr int kCreateAttempts = 8;
+constexpr Duration kBetweenAttempts = 900ms;
+
+/// The panels of the common tablets, upright and lying, and two desktops of their shape.
+VirtualDisplayRequest displayRequest() {
+    VirtualDisplayRequest request;
+    request.name = "Quillon iPad";
+    request.modes = {{2048, 1536}, {2732, 2048}, {2388, 1668}, {2048, 2732},
+                     {1536, 2048}, {1668, 2388}, {1600, 1200}, {1024, 768}};
+    request.hiDPI = false;
+    request.maxPixels = {8192, 8192};
+    request.refreshRate = 60.0;
+    return request;
+}
+
+double aspect(Size size) {
+    return static_cast<double>(size.width) / static_cast<double>(size.height);
+}
+
+}  // namespace
+
+std::vector<DisplayID> ourDisplays(Displays& displays) {
+    std::vector<DisplayID> ours;
+    for (const DisplayID display : displays.active()) {
+        if (displays.identity(display) == kOwnDisplay) ours.push_back(display);
+    }
+    return ours;
+}
+
+std::optional<Scaling> automaticScaling(Size panel, Size desktop) {
+    constexpr double kNotableDifference = 0.25;
+    if (panel.isEmpty() || desktop.isEmpty()) return std::nullopt;
+    const double difference = std::abs(aspect(panel) - aspect(desktop)) / aspect(desktop);
+    return difference > kNotableDifference ? Scaling::fill : Scaling::fit;
+}
+
+Task<DisplayID> VirtualDesktop::obtain() {
+    if (!virtualDisplay_ || id_ == 0) {
+        co_await create();
+        if (id_ == 0) id_ = adoptExistingDisplay();
+    }
+    co_return id_;
+}
+
+Task<> VirtualDesktop::create() {
+    RunLoop& loop = platform_.mainLoop();
+    for (int attempt = 1; attempt <= kCreateAttempts; ++attempt) {
+        auto work = inBackground(loop, platform_.threads(), [&service = platform_.virtualDisplays()] {
+            return std::shared_ptr<VirtualDisplay>(service.create(displayRequest()));
+        });
+        virtualDisplay_ = co_await work;
+        id_ = virtualDisplay_ ? virtualDisplay_->id() : 0;
+        if (id_ != 0) co_return;
+        virtualDisplay_.reset();
+        Log::write("virtual display create attempt " + std::to_string(attempt) + " failed");
+        co_await loop.sleep(kBetweenAttempts);
+    }
+}
+
+DisplayID VirtualDesktop::adoptExistingDisplay() {
+    Displays& displays = platform_.displays();
+    const DisplayID main = displays.main();
+    for (const DisplayID display : ourDisplays(displays)) {
+        if (display == main) continue;
+        Log::write("adopted existing Quillon display " + std::to_string(display));
+        return display;
+    }
+    return 0;
+}
+
+void VirtualDesktop::destroy() {
+    virtualDisplay_.reset();
+    id_ = 0;
+}
+
+}  // namespace quillon

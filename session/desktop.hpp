@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "platform/platform.hpp"
+#include "platform/task.hpp"
+#include "session/types.hpp"
+
+namespace quillon {
+
+/// How we recognise our own virtual displays, also those that an earlier run left behind.
+inline constexpr Displays::Identity kOwnDisplay{1452, 4096};
+
+/// The active displays that are virtual displays of this program, in the system's order.
+std::vector<DisplayID> ourDisplays(Displays& displays);
+
+/// Fill when the shapes of panel and desktop differ by more than a quarter, otherwise fit; nothing when a
+/// size is empty.
+std::optional<Scaling> automaticScaling(Size panel, Size desktop);
+
+/// The virtual display of a session. It outlives stop and restart and is destroyed with this object.
+/// Main thread.
+class VirtualDesktop {
+  public:
+    explicit VirtualDesktop(Platform& platform) : platform_(platform) {}
+
+    /// The identifier of the virtual display: the one held, a new one, or a leftover of an earlier run;
+    /// 0 when none is to be had. Takes several seconds to give up.
+    Task<DisplayID> obtain();
+
+    /// 0 when there is none.
+    DisplayID virtualDisplayID() const { return id_; }
+    /// Is it ours to take away, not just adopted?
+    bool isOwned() const { return virtualDisplay_ != nullptr; }
+    void destroy();
+
+  private:
+    Task<> create();
+    DisplayID adoptExistingDisplay();
+
+    Platform& platform_;
+    std::shared_ptr<VirtualDisplay> virtualDisplay_;
+    DisplayID id_ = 0;
+};
+
+}  // namespace quillon

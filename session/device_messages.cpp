@@ -1,0 +1,48 @@
+#include "session/device_messages.hpp"
+
+#include "base/log.hpp"
+#include "base/text.hpp"
+#include "transport/wire_protocol.hpp"
+
+namespace quillon {
+
+DeviceMessages::DeviceMessages(RunLoop& clock, Instant startTime, std::shared_ptr<Statistics> statistics,
+                               std::shared_ptr<SilenceWatchdog> watchdog,
+                               std::shared_ptr<InputInjector> injector,
+                               std::function<void(std::string)> onPanelReport)
+    : clock_(clock),
+      startTime_(startTime),
+      statistics_(std::move(statistics)),
+      watchdog_(std::move(watchdog)),
+      injector_(std::move(injector)),
+      onPanelReport_(std::move(onPanelReport)) {}
+
+void DeviceMessages::handle(const MessageReader::Message& message) {
+    switch (static_cast<wire::MessageType>(message.header.type)) {
+        case wire::MessageType::acknowledgement:
+            watchdog_->noteTraffic();
+            acknowledge(message.header.pts);
+            break;
+        case wire::MessageType::keepAlive:
+            watchdog_->noteTraffic();
+            break;
+        case wire::MessageType::input:
+            ++inputCount_;
+            if (injector_) injector_->handle(message.payload);
+            break;
+        case wire::MessageType::panelReport:
+            onPanelReport_(repairedUtf8(message.payload));
+            break;
+        default:
+            break;  // a newer device may say more than this host knows
+    }
+}
+
+void DeviceMessages::acknowledge(uint64_t echoed) {
+    const Instant now = clock_.now();
+    const uint64_t clock = sessionMicroseconds(startTime_, now);
+    if (clock <= echoed) return;
+    statistics_->addLatency(now, static_cast<double>(clock - echoed) / 1000);
+}
+
+}  // namespace quillon

@@ -1,0 +1,163 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "input/input_injector.hpp"
+#include "platform/platform.hpp"
+#include "platform/task.hpp"
+#include "session/cursor_feed.hpp"
+#include "session/desktop.hpp"
+#include "session/device_messages.hpp"
+#include "session/link.hpp"
+#include "session/link_connector.hpp"
+#include "session/retry_schedule.hpp"
+#include "session/silence_watchdog.hpp"
+#include "session/statistics.hpp"
+#include "session/stream_pipeline.hpp"
+#include "session/types.hpp"
+
+namespace quillon {
+
+/// One streaming session: the owner of the virtual display, the link, the pipeline and the timers. Its
+/// decisions live in the collaborators it holds; here is the order in which they come and go.
+///
+/// Main thread only. Observers are called from the loop, never from inside an operation.
+class Session : public std::enable_shared_from_this<Session> {
+  public:
+    using StreamQuality = quillon::StreamQuality;
+    using Scaling = quillon::Scaling;
+    using Transport = quillon::Transport;
+    using Config = SessionConfig;
+    using State = SessionState;
+    using Stats = SessionStats;
+
+    /// `platform` outlives the session.
+    static std::shared_ptr<Session> make(Platform& platform);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    std::function<void(const Stats&)> onStats;
+    std::function<void(const State&)> onState;
+
+    /// Begins a run with `config`; a running session is left alone.
+    void start(const Config& config);
+
+    /// Ends the run; the virtual display stays for the next start.
+    void stop();
+
+    /// Takes link and pipeline down and runs the start-up again with the current configuration. Refused
+    /// while an earlier restart has not come to its end.
+    void restart();
+
+    /// Takes the virtual display away; the end of the process does the same.
+    void destroyVirtualDisplay() { desktop_.destroy(); }
+
+    const State& state() const { return state_; }
+    const Config& config() const { return config_; }
+    const std::string& activeTransport() const { return activeTransport_; }
+    bool isTransitioning() const { return transitioning_; }
+    Scaling effectiveScaling() const { return effectiveScaling_; }
+    int64_t inputCount() const { return messages_ ? messages_->inputCount() : 0; }
+    size_t latencySampleCount() const { return statistics_->latencySampleCount(); }
+
+  private:
+    explicit Session(Platform& platform);
+
+    // --- life
+    void begin();
+    void runStartUp(Task<> task);
+    void setState(State next);
+    void teardown();
+    void finishTransition();
+
+    // --- start-up, session/start_up.cpp
+    /// Identifies one start-up. Asynchronous steps compare it and end when it is no longer the current one.
+    struct Ticket {
+        int generation = 0;
+        int startUp = 0;
+        bool operator==(const Ticket&) const = default;
+    };
+    Ticket newStartUp();
+    bool isCurrent(const Ticket& ticket) const { return !stopping_ && ticket == ticket_; }
+    Task<> beginAsync(Ticket ticket);
+    Task<> restartAsync(Ticket ticket);
+    Task<bool> prepareDisplay(Ticket ticket);
+    void adoptLink(Connection connection);
+    void followGreeting(const std::optional<std::string>& greeting);
+    void rememberDevice(const std::optional<std::string>& greeting);
+    void choosePreferences();
+    void buildPipeline();
+    void sendStartUpMessages();
+    void askForControl();
+    void startReader(Ticket ticket);
+    Task<> startCapture(Ticket ticket);
+    void startPattern();
+    void captureRuns(Ticket ticket);
+    void captureFailed(const std::string& reason);
+    void scheduleDuration();
+
+    // --- while it runs, session/running.cpp
+    bool send(wire::MessageType type, ByteView payload, PacketWriter::Kind kind);
+    void sendSettingsLine();
+    void panelReported(const std::string& text);
+    void panelChanged();
+    void reconfigureForPanel();
+    Task<> reconfigureAsync(Ticket ticket);
+    Scaling scalingForThisSession() const;
+    void linkLost();
+    Task<> watchForCable(Ticket ticket);
+    std::string runningDescription() const;
+
+    Platform& platform_;
+    RunLoop& loop_;
+
+    State state_;
+    Config config_;
+    bool stopping_ = false;
+    bool transitioning_ = false;
+    Ticket ticket_;
+    Instant startTime_;
+
+    // what a run has chosen
+    std::string activeTransport_;
+    std::string connectedUDID_;
+    std::optional<DisplayID> displayID_;
+    std::optional<Size> panelPixels_;
+    bool clientSupportsPing_ = false;
+    Scaling effectiveScaling_ = Scaling::fit;
+
+    // changes asked for during a transition
+    struct Target {
+        std::optional<std::string> udid;
+        std::optional<std::string> host;
+    };
+    std::optional<Target> pendingTarget_;
+    std::optional<bool> pendingMirror_;
+
+    // collaborators of the whole life
+    VirtualDesktop desktop_;
+    const std::shared_ptr<LinkConnector> connector_;
+    const std::shared_ptr<Statistics> statistics_;
+    const std::shared_ptr<SilenceWatchdog> watchdog_;
+    RetrySchedule retry_;
+
+    // of one link
+    std::shared_ptr<Link> link_;
+    std::shared_ptr<InputInjector> injector_;
+    std::shared_ptr<DeviceMessages> messages_;
+    std::unique_ptr<StreamPipeline> pipeline_;
+    std::unique_ptr<CursorFeed> cursorFeed_;
+    std::unique_ptr<Timer> durationTimer_;
+
+    // last, so that their tasks end before what they use
+    TaskScope background_;
+    std::unique_ptr<TaskScope> startUp_;
+    std::vector<std::unique_ptr<TaskScope>> retired_;  ///< may still be on the call stack
+};
+
+}  // namespace quillon

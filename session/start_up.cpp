@@ -1,0 +1,278 @@
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+
+#include "base/log.hpp"
+#include "base/text.hpp"
+#include "session/encoder_plan.hpp"
+#include "session/session.hpp"
+
+// The start-up sequence: display, link, greeting, encoder, first messages, reader, capture. Every start,
+// restart and retry runs it from the top.
+
+namespace quillon {
+
+namespace {
+
+constexpr Duration kRetryWithoutDisplay = 5s;
+constexpr Duration kRetryWithoutLink = 5s;
+constexpr Duration kRetryWithoutCapture = 4s;
+
+int toInt(int64_t value) {
+    return static_cast<int>(
+        std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+}  // namespace
+
+Task<> Session::beginAsync(Ticket ticket) {
+    if (!co_await prepareDisplay(ticket)) co_return;
+
+    auto connection = co_await LinkConnector::connectWithRetry(connector_, config_);
+    if (!isCurrent(ticket)) co_return;
+    if (!connection) {
+        activeTransport_.clear();
+        setState(State::failed("iPad not reachable"));
+        Log::write("USB connect failed, will retry");
+        finishTransition();
+        if (isCurrent(ticket)) retry_.schedule(kRetryWithoutLink);
+        co_return;
+    }
+    const auto greeting = connection->greeting;
+    adoptLink(std::move(*connection));
+    followGreeting(greeting);
+    rememberDevice(greeting);
+    choosePreferences();
+    try {
+        buildPipeline();
+    } catch (const EncoderFailure& failure) {
+        std::printf("encoder: %s\n", failure.what());
+        setState(State::failed(std::string("encoder: ") + failure.what()));
+        finishTransition();
+        if (isCurrent(ticket)) teardown();
+        co_return;
+    }
+    sendStartUpMessages();
+    askForControl();
+    startReader(ticket);
+    scheduleDuration();
+    if (config_.usePattern) {
+        startPattern();
+    } else {
+        co_await startCapture(ticket);
+    }
+}
+
+Task<bool> Session::prepareDisplay(Ticket ticket) {
+    Displays& displays = platform_.displays();
+    DisplayID display = 0;
+    if (config_.mirror) {
+        display = displays.main();
+    } else if (config_.virtual_) {
+        display = co_await desktop_.obtain();
+        if (!isCurrent(ticket)) co_return false;
+        if (display == 0) {
+            setState(State::failed("CGVirtualDisplay unavailable"));
+            Log::write("CGVirtualDisplay unavailable, retrying shortly");
+            finishTransition();
+            if (isCurrent(ticket)) retry_.schedule(kRetryWithoutDisplay);
+            co_return false;
+        }
+    } else {
+        const auto active = displays.active();
+        const auto index = static_cast<size_t>(config_.displayIndex);
+        if (config_.displayIndex >= 0 && index < active.size()) display = active[index];
+    }
+    if (display != 0) displayID_ = display;
+    Log::write(std::string("mode=") + (config_.mirror ? "mirror" : "extend") + ", capturing display " +
+               std::to_string(display));
+    co_return true;
+}
+
+void Session::adoptLink(Connection connection) {
+    retry_.reset();
+    activeTransport_ = std::move(connection.activeTransport);
+    connectedUDID_ = std::move(connection.connectedUDID);
+    link_ = std::make_shared<Link>(platform_, std::move(connection.socket));
+}
+
+void Session::followGreeting(const std::optional<std::string>& greeting) {
+    if (!greeting) return;
+    const auto said = wire::parseGreeting(*greeting);
+    clientSupportsPing_ = said.supportsPing();
+    Log::write("client protocol " + std::to_string(said.protocolVersion) + ", ping " +
+               (clientSupportsPing_ ? "supported" : "not supported"));
+    const auto panel = wire::panelSize(*greeting);
+    if (!panel) return;
+    panelPixels_ = panel;
+    config_.width = panel->width;
+    config_.height = panel->height;
+    Log::write("panel " + std::to_string(panel->width) + "x" + std::to_string(panel->height));
+}
+
+void Session::rememberDevice(const std::optional<std::string>& greeting) {
+    if (!greeting || connectedUDID_.empty()) return;
+    const auto model = wire::parseGreeting(*greeting).model;
+    if (!model) return;
+    SettingsStore& settings = platform_.settings();
+    settings.setString("lastDeviceModel", *model);
+    settings.setString("lastDeviceID", connectedUDID_);
+    settings.setString("deviceModel." + connectedUDID_, *model);
+}
+
+void Session::choosePreferences() {
+    const bool wifi = isWiFi(activeTransport_);
+    config_.quality = wifi ? config_.qualityWiFi : config_.qualityUSB;
+    config_.smoothness = wifi ? config_.smoothWiFi : config_.smoothUSB;
+    Log::write(std::string("prefs for ") + (wifi ? "Wi-Fi" : "USB") + ": quality " +
+               std::string(namesOf(config_.quality).logName) + ", smooth " +
+               std::to_string(config_.smoothness));
+}
+
+void Session::buildPipeline() {
+    const EncoderSettings plan = encoderPlan(config_, activeTransport_);
+    Log::write(formatted("quality %s: %dx%d, %d Mbps (%s)", namesOf(config_.quality).logName.data(),
+                         plan.width, plan.height, plan.bitrate / 1'000'000, activeTransport_.c_str()));
+    StreamPipeline::Parts parts{platform_, link_, statistics_, watchdog_, {}, {}};
+    parts.onStats = [weak = weak_from_this(), &loop = loop_, link = link_](const Stats& stats) {
+        loop.post([weak, link, stats] {
+            const auto self = weak.lock();
+            if (!self || self->stopping_) return;
+            link->send(wire::MessageType::dropCount, 0, wire::dropCountPayload(stats.drops),
+                       PacketWriter::Kind::control);
+            if (self->onStats) self->onStats(stats);
+        });
+    };
+    parts.onCaptureEnded = [weak = weak_from_this(), ticket = ticket_](const std::string& reason) {
+        const auto self = weak.lock();
+        if (self && self->isCurrent(ticket)) self->captureFailed(reason);
+    };
+    pipeline_ = std::make_unique<StreamPipeline>(std::move(parts), plan);
+    statistics_->begin(loop_.now());
+    Log::write("link established over " + activeTransport_);
+    Log::write("keyframe interval " + std::to_string(plan.keyframeSeconds) + "s");
+}
+
+void Session::sendStartUpMessages() {
+    send(wire::MessageType::linkName, viewOf(wire::linkName(activeTransport_)), PacketWriter::Kind::control);
+    sendSettingsLine();
+    const uint8_t overlay = config_.showOverlay ? 1 : 0;
+    send(wire::MessageType::overlay, {&overlay, 1}, PacketWriter::Kind::control);
+    if (displayID_) {
+        injector_ =
+            std::make_shared<InputInjector>(platform_.pointer(), platform_.displays().bounds(*displayID_));
+    }
+    const uint8_t smoothing = wire::smoothingByte(config_.smoothness);
+    send(wire::MessageType::smoothing, {&smoothing, 1}, PacketWriter::Kind::video);
+}
+
+void Session::askForControl() {
+    Permissions& permissions = platform_.permissions();
+    const bool trusted = permissions.isTrustedForControl();
+    if (!trusted) {
+        std::fputs("[Quillon] Accessibility not granted; requesting\n", stderr);
+        permissions.requestControl();
+    }
+    Log::write(std::string("accessibility=") + trueOrFalse(trusted));
+}
+
+void Session::startReader(Ticket ticket) {
+    messages_ = std::make_shared<DeviceMessages>(
+        loop_, startTime_, statistics_, watchdog_, injector_,
+        [weak = weak_from_this(), &loop = loop_, ticket](std::string text) {
+            loop.post([weak, ticket, text = std::move(text)] {
+                const auto self = weak.lock();
+                if (self && self->link_ && self->ticket_.generation == ticket.generation) {
+                    self->panelReported(text);
+                }
+            });
+        });
+    link_->startReader(
+        [messages = messages_](const MessageReader::Message& message) { messages->handle(message); },
+        [weak = weak_from_this(), &loop = loop_, ended = std::weak_ptr(link_)] {
+            loop.post([weak, ended] {
+                const auto self = weak.lock();
+                if (self && self->link_ && self->link_ == ended.lock()) self->linkLost();
+            });
+        });
+}
+
+Task<> Session::startCapture(Ticket ticket) {
+    Permissions& permissions = platform_.permissions();
+    if (!permissions.canCaptureScreen() && !permissions.requestScreenCapture()) {
+        Log::write("Screen Recording not granted; requesting");
+    }
+    effectiveScaling_ = scalingForThisSession();
+    if (!config_.scalingExplicit) {
+        Log::write("scaling: " + std::string(namesOf(effectiveScaling_).logName) +
+                   " (automatic for this panel's shape)");
+    }
+    StreamPipeline::CaptureStart start;
+    start.displayID = displayID_;
+    start.displayIndex = toInt(config_.displayIndex);
+    start.scaling = effectiveScaling_;
+    start.timeBase = startTime_;
+    start.pace = config_.pace;
+    std::optional<std::string> failure;
+    auto capturing = pipeline_->startCapture(start);
+    try {
+        co_await std::move(capturing.start);
+    } catch (const std::runtime_error& error) {
+        failure = error.what();
+    }
+    if (!isCurrent(ticket)) {
+        if (failure) co_return;
+        Log::write("stale capture task finished, ignoring");
+        co_await ScreenSource::stop(capturing.source);
+        co_return;
+    }
+    if (failure) {
+        captureFailed(*failure);
+    } else {
+        captureRuns(ticket);
+    }
+}
+
+void Session::startPattern() {
+    const Size size{toInt(config_.width), toInt(config_.height)};
+    pipeline_->startPattern(size, startTime_);
+    setState(
+        State::running("Test pattern " + std::to_string(size.width) + "×" + std::to_string(size.height)));
+    finishTransition();
+}
+
+void Session::captureRuns(Ticket ticket) {
+    const std::string description = runningDescription();
+    setState(State::running(description));
+    Log::write("capture running: " + description);
+    finishTransition();
+    if (!isCurrent(ticket)) return;
+    background_.start(watchForCable(ticket));
+    if (displayID_) {
+        cursorFeed_ = std::make_unique<CursorFeed>(
+            loop_, platform_.pointer(), platform_.displays(), *displayID_,
+            [this](const wire::Cursor& cursor) {
+                send(wire::MessageType::cursor, wire::cursorPayload(cursor), PacketWriter::Kind::latest);
+            });
+    }
+    watchdog_->start();
+    // A loss in the middle of a transition was left to the transition, which has just ended.
+    if (link_->hasEnded()) linkLost();
+}
+
+void Session::captureFailed(const std::string& reason) {
+    cursorFeed_.reset();
+    setState(State::failed("capture: " + reason));
+    Log::write("capture failed: " + reason);
+    const Ticket before = ticket_;
+    finishTransition();
+    if (isCurrent(before)) retry_.schedule(kRetryWithoutCapture);
+}
+
+void Session::scheduleDuration() {
+    if (config_.duration < 1 || durationTimer_) return;
+    durationTimer_ = loop_.addTimer(seconds(static_cast<double>(config_.duration)), RunLoop::Repeat::once,
+                                    [this] { stop(); });
+}
+
+}  // namespace quillon
