@@ -1,19 +1,28 @@
 #include "device/device.hpp"
 
 #include "base/text.hpp"
+#include "device/artwork.hpp"
 #include "device/counter_barcode.hpp"
 #include "device/rgb_picture.hpp"
 #include "device/say.hpp"
 #include "device/stream_receiver.hpp"
 
 namespace quillon::device {
+namespace {
+
+/// Where hosts look for the app on a cabled device.
+constexpr uint16_t kAppPort = 5555;
+
+}  // namespace
 
 Device::Device(const Options& options, Shown shown)
     : options_(options),
       shown_(shown),
       recording_(options.recordFile),
       messageLog_(options.messageLog),
-      counterLog_(options.counterLog) {}
+      counterLog_(options.counterLog) {
+    screen_.change([&](ScreenState& state) { state.panel = options.panel; });
+}
 
 Device::~Device() {
     stop();
@@ -26,11 +35,24 @@ void Device::start() {
         const uint16_t port = server_.listen(options_.bind, options_.port, buffer);
         say("listening on %s:%u", options_.bind.c_str(), unsigned{port});
     }
+    if (options_.muxSocket) startMux(*options_.muxSocket);
     linkThread_ = std::thread([this] { serve(); });
+}
+
+void Device::startMux(const std::string& socket) {
+    const uint16_t port = options_.port != 0 ? options_.port : kAppPort;
+    UsbmuxServer::Device cabled;
+    cabled.udid = options_.udid;
+    cabled.apps[port] = [this](int host) { server_.offer(Descriptor(host)); };
+    mux_.emplace(socket);
+    mux_->addDevice(std::move(cabled));
+    say("behind USBMUXD_SOCKET_ADDRESS=UNIX:%s as %s, port %u", socket.c_str(), options_.udid.c_str(),
+        unsigned{port});
 }
 
 void Device::stop() {
     server_.stop();
+    mux_.reset();
     if (linkThread_.joinable()) linkThread_.join();
 }
 
@@ -41,9 +63,13 @@ void Device::serve() {
 void Device::serveHost(LinkServer::Host host) {
     const std::string name = host.name;
     say("host %s connected", name.c_str());
-    const auto link = std::make_shared<HostLink>(std::move(host.descriptor), options_, statistics_);
+    const auto link = std::make_shared<HostLink>(
+        std::move(host.descriptor), options_.greetingLine(screen_.state().panel), options_, statistics_);
     statistics_.linkAccepted(link->accepted());
-    screen_.change([&](ScreenState& state) { state.link = link; });
+    screen_.change([&](ScreenState& state) {
+        state.link = link;
+        state.pointer = {};
+    });
 
     StreamReceiver receiver(link, screen_, statistics_, recording_, messageLog_, [this](const auto& frame) {
         if (shown_ == Shown::whenDecoded) frameShown(*frame);
@@ -51,11 +77,7 @@ void Device::serveHost(LinkServer::Host host) {
     const std::string reason =
         link->run(server_.stopDescriptor(), [&](Message& message) { receiver.take(message); });
 
-    // The last picture stays on the screen, the pointer does not.
-    screen_.change([](ScreenState& state) {
-        state.link.reset();
-        state.pointer = {};
-    });
+    screen_.change([](ScreenState& state) { state.link.reset(); });  // the last picture stays
     const Statistics::LinkCounts counts = statistics_.linkCounts();
     const double seconds = std::chrono::duration<double>(Clock::now() - link->accepted()).count();
     say("host %s left after %.1f s (%s): %llu frames shown, %llu decode errors, %llu without their reference",
@@ -83,16 +105,26 @@ void Device::logCounter(const Frame& frame) {
 
 void Device::writeResults() const {
     if (options_.summaryFile) {
-        OutputFile(options_.summaryFile)
-            .write(statistics_.summary(repairedUtf8(viewOf(options_.greetingLine())), options_.panel));
+        const Size panel = screen_.state().panel;
+        const std::string greeting = repairedUtf8(viewOf(options_.greetingLine(panel)));
+        OutputFile(options_.summaryFile).write(statistics_.summary(greeting, panel));
         say("summary written to %s", options_.summaryFile->c_str());
     }
+    if (options_.snapshotFile) writeSnapshot();
+}
+
+void Device::writeSnapshot() const {
     const ScreenState state = screen_.state();
-    if (options_.snapshotFile) {
-        if (!state.frame) throw std::runtime_error("no picture came, so there is no snapshot to write");
-        writePng(toRgb(*state.frame->picture), *options_.snapshotFile);
-        say("picture written to %s", options_.snapshotFile->c_str());
+    if (!state.frame) throw std::runtime_error("no picture came, so there is no snapshot to write");
+    RgbPicture picture = toRgb(*state.frame->picture);
+    if (options_.snapshotPointer && state.pointer.visible) {
+        const Point at =
+            layoutOf(state, options_.mirroredDisplay).pictureAt({state.pointer.x, state.pointer.y});
+        blend(picture, drawPointer(pointerHeight(picture.size.height)),
+              static_cast<int>(at.x * picture.size.width), static_cast<int>(at.y * picture.size.height));
     }
+    writePng(picture, *options_.snapshotFile);
+    say("picture written to %s", options_.snapshotFile->c_str());
 }
 
 }  // namespace quillon::device

@@ -7,13 +7,15 @@
 #include "device/output_file.hpp"
 #include "device/screen.hpp"
 #include "device/statistics.hpp"
+#include "device/usbmux_server.hpp"
 
 namespace quillon::device {
 
 /// The device without its glass: serves hosts one after another on a thread of its own.
 ///
 /// Threads: the link thread accepts a host, reads and decodes, sends keep-alives and scripted messages.
-/// The main thread owns this object and, with a window, shows the screen's frames and sends touches.
+/// The mux server's thread hands over hosts that came through it. The main thread owns this object and,
+/// with a window, shows the screen's frames and sends touches.
 class Device {
   public:
     /// Where frames become shown: here, as soon as they are decoded, or in a window that says so.
@@ -42,9 +44,11 @@ class Device {
     Statistics& statistics() { return statistics_; }
 
   private:
+    void startMux(const std::string& socket);
     void serve();
     void serveHost(LinkServer::Host host);
     void logCounter(const Frame& frame);
+    void writeSnapshot() const;
 
     const Options options_;
     const Shown shown_;
@@ -54,6 +58,7 @@ class Device {
     Statistics statistics_;
     Screen screen_;
     LinkServer server_;
+    std::optional<UsbmuxServer> mux_;
     std::thread linkThread_;
 };
 

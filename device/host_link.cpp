@@ -30,9 +30,10 @@ Bytes randomBytes(uint64_t seed) {
 
 }  // namespace
 
-HostLink::HostLink(Descriptor host, const Options& options, Statistics& statistics)
+HostLink::HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics)
     : options_(options),
       statistics_(statistics),
+      greeting_(std::move(greeting)),
       accepted_(Clock::now()),
       nextBeat_(accepted_),
       socket_(std::move(host)) {
@@ -42,7 +43,7 @@ HostLink::HostLink(Descriptor host, const Options& options, Statistics& statisti
 std::string HostLink::run(int stopDescriptor, const MessageReader::Sink& sink) {
     std::string reason;
     try {
-        greet();
+        if (!options_.faults.silent) sendBytes(viewOf(greeting_ + "\n"));
         reason = receive(stopDescriptor, sink);
     } catch (const ProtocolError& error) {
         statistics_.protocolError();
@@ -50,10 +51,6 @@ std::string HostLink::run(int stopDescriptor, const MessageReader::Sink& sink) {
     }
     end();
     return reason;
-}
-
-void HostLink::greet() {
-    if (!options_.faults.silent) sendBytes(viewOf(options_.greetingLine() + "\n"));
 }
 
 std::string HostLink::receive(int stopDescriptor, const MessageReader::Sink& sink) {
@@ -127,6 +124,7 @@ void HostLink::sendBytes(ByteView bytes) {
 void HostLink::end() {
     const MutexLock lock(sendLock_);
     ended_ = true;
+    ::shutdown(socket_.get(), SHUT_RDWR);  // a mux server holds a copy, so closing is not enough
     socket_ = Descriptor();
 }
 

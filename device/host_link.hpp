@@ -14,7 +14,8 @@ namespace quillon::device {
 /// runs it, and whoever sends on it; frames hold it, so that each is acknowledged on its own link.
 class HostLink {
   public:
-    HostLink(Descriptor host, const Options& options, Statistics& statistics);
+    /// `greeting` is the line to begin with, without its line feed.
+    HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics);
 
     /// Greets, then reads messages into `sink` and sends what the clock asks for, until the host goes,
     /// breaks the protocol, or `stopDescriptor` becomes readable. Returns why it ended. Link thread.
@@ -28,7 +29,6 @@ class HostLink {
 
   private:
     void sendBytes(ByteView bytes) EXCLUDES(sendLock_);
-    void greet();
     std::string receive(int stopDescriptor, const MessageReader::Sink& sink);
     bool readSome(MessageReader& reader, ReadGate& gate, size_t most);
     Moment doWhatIsDue(Moment now, const ReadGate& gate);
@@ -37,6 +37,7 @@ class HostLink {
     // Constant after construction
     const Options& options_;
     Statistics& statistics_;
+    const std::string greeting_;
     const Moment accepted_;
 
     // Link thread only

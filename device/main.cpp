@@ -1,9 +1,9 @@
-#include <csignal>
 #include <cstdio>
 #include <exception>
 
 #include "device/device.hpp"
-#include "device/say.hpp"
+#include "device/end_watch.hpp"
+#include "device/window.hpp"
 
 #ifndef QUILLON_VERSION
 #error "the build tells the version"
@@ -12,39 +12,22 @@
 namespace quillon::device {
 namespace {
 
-/// Blocks the signals that end the program, for this thread and those it makes, so that the main thread
-/// can wait for them.
-sigset_t blockEndSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
-}
-
-/// Returns when the user ends the program or `limit` has passed.
-void waitForEnd(const sigset_t& signals, std::optional<Clock::duration> limit) {
-    int signal = 0;
-    if (!limit) {
-        sigwait(&signals, &signal);
-        return;
+void serve(Device& device, const Options& options, EndWatch& end) {
+    if (options.headless) {
+        device.start();
+        end.wait();
+    } else {
+        Window window(device, options);
+        device.start();
+        window.run(end);
     }
-    const Moment end = Clock::now() + *limit;
-    for (;;) {
-        const auto left = std::max(end - Clock::now(), Clock::duration::zero());
-        const auto whole = std::chrono::floor<std::chrono::seconds>(left);
-        const timespec wait{whole.count(), (left - whole).count()};
-        if (sigtimedwait(&signals, nullptr, &wait) > 0 || errno == EAGAIN) return;
-    }
+    device.stop();
 }
 
 int run(const Options& options) {
-    const sigset_t signals = blockEndSignals();
-    Device device(options, Device::Shown::whenDecoded);
-    device.start();
-    waitForEnd(signals, options.runTime);
-    device.stop();
+    EndWatch end(options.runTime);
+    Device device(options, options.headless ? Device::Shown::whenDecoded : Device::Shown::byWindow);
+    serve(device, options, end);
     device.writeResults();
     return 0;
 }

@@ -169,9 +169,8 @@ const OptionRule& ruleOf(std::string_view name) {
 
 }  // namespace
 
-std::string Options::greetingLine() const {
-    if (greeting) return *greeting;
-    return panelGreeting(panel);
+std::string Options::greetingLine(Size panelNow) const {
+    return greeting ? *greeting : panelGreeting(panelNow);
 }
 
 Options parseOptions(std::span<const char* const> arguments) {

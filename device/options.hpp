@@ -55,8 +55,8 @@ struct Options {
 
     Faults faults;
 
-    /// The line sent to every host, without its line feed.
-    std::string greetingLine() const;
+    /// The line sent to a host while the panel has this size, without its line feed.
+    std::string greetingLine(Size panelNow) const;
 };
 
 /// A command line that makes no sense; `what` tells the user why.

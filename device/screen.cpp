@@ -2,6 +2,12 @@
 
 namespace quillon::device {
 
+PictureLayout layoutOf(const ScreenState& state, std::optional<Size> mirrored) {
+    const auto display = state.settings.display ? state.settings.display : mirrored;
+    if (!display || !state.frame) return {};
+    return {*display, state.frame->picture->size(), state.settings.scaling};
+}
+
 void Screen::change(const std::function<void(ScreenState&)>& change) {
     {
         const MutexLock lock(lock_);

@@ -29,7 +29,12 @@ struct ScreenState {
     SettingsLine settings;
     std::string linkName;
     bool overlay = false;
+    Size panel;  ///< pixels
 };
+
+/// Where the display lies in the newest frame. `mirrored` is the shape of a mirrored display, if anyone
+/// knows it; without it such a display fills the picture.
+PictureLayout layoutOf(const ScreenState& state, std::optional<Size> mirrored);
 
 /// The newest state, handed from the link thread to whoever shows it. Any thread.
 class Screen {
