@@ -55,11 +55,11 @@ std::optional<X11Output> activeOutput(xcb_randr_output_t id, const xcb_randr_get
     output.id = id;
     output.place = {place.x, place.y, place.width, place.height};
     output.mode = place.mode;
-    output.isSideways = (place.rotation & kQuarterTurns) != 0;
+    const bool sideways = (place.rotation & kQuarterTurns) != 0;
     const std::span modes(xcb_randr_get_output_info_modes(&info), info.num_modes);
     for (const xcb_randr_mode_t mode : modes) {
         const auto entry = known.find(mode);
-        if (entry != known.end()) output.modes.push_back(modeOf(entry->second, output.isSideways));
+        if (entry != known.end()) output.modes.push_back(modeOf(entry->second, sideways));
     }
     return output;
 }

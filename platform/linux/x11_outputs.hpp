@@ -15,8 +15,7 @@ struct X11Output {
     DisplayID id = 0;  ///< the RandR output, or the root window
     PixelRect place;   ///< on the root window
     uint32_t mode = 0;
-    bool isSideways = false;  ///< rotated by a quarter turn: modes have width and height exchanged
-    std::vector<DisplayMode> modes;
+    std::vector<DisplayMode> modes;  ///< as the desktop sees them: turned with the display
 };
 
 /// The displays of one screen at one time. Without a main display the list is empty.
