@@ -9,7 +9,7 @@ namespace quillon {
 
 /// The service that reaches devices behind a cable (usbmuxd). Its calls may block for seconds when
 /// the service hangs, so they never run on the main thread; they may come from several threads and
-/// are served one at a time.
+/// are served one at a time; a call whose turn does not come answers as if there were no service.
 class UsbMux {
   public:
     struct Device {

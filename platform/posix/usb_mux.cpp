@@ -16,8 +16,24 @@ UsbMux::Device deviceOf(const usbmuxd_device_info_t& record) {
 
 }  // namespace
 
+class LibUsbMux::Turn {
+  public:
+    explicit Turn(LibUsbMux& mux) : mux_(mux), taken_(mux.free_.try_acquire_for(mux.longestWait_)) {}
+    ~Turn() {
+        if (taken_) mux_.free_.release();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    explicit operator bool() const { return taken_; }
+
+  private:
+    LibUsbMux& mux_;
+    const bool taken_;
+};
+
 std::vector<UsbMux::Device> LibUsbMux::devices() {
-    const MutexLock turn(library_);
+    const Turn turn(*this);
+    if (!turn) return {};
     usbmuxd_device_info_t* records = nullptr;
     const int count = usbmuxd_get_device_list(&records);
     std::vector<Device> devices;
@@ -28,14 +44,16 @@ std::vector<UsbMux::Device> LibUsbMux::devices() {
 }
 
 std::optional<UsbMux::Device> LibUsbMux::deviceByUdid(const std::string& udid) {
-    const MutexLock turn(library_);
+    const Turn turn(*this);
+    if (!turn) return std::nullopt;
     usbmuxd_device_info_t record{};
     if (usbmuxd_get_device_by_udid(udid.c_str(), &record) < 1) return std::nullopt;
     return deviceOf(record);
 }
 
 UsbMux::Attempt LibUsbMux::connect(uint32_t handle, uint16_t port) {
-    const MutexLock turn(library_);
+    const Turn turn(*this);
+    if (!turn) return {-ETIMEDOUT, ETIMEDOUT};
     errno = 0;
     const int result = usbmuxd_connect(handle, port);
     return {result, result < 0 ? errno : 0};

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <future>
 #include <memory>
@@ -205,6 +206,29 @@ TEST_F(UsbMuxTest, AServerThatHangsOnConnectCostsTheDeadline) {
     server->setFault(Fault::hangOnConnect);
     EXPECT_FALSE(link.appIsListening("tablet", 5555, 50ms));
     EXPECT_EQ(link.connect("tablet", 5555, 50ms), std::nullopt);
+}
+
+TEST_F(UsbMuxTest, CallersDoNotPileUpBehindAServerThatHangs) {
+    startServer();
+    addDevice("tablet");
+    server->setFault(Fault::hangOnList);
+    LibUsbMux impatient(50ms);
+    std::vector<std::future<bool>> answers;
+    for (int i = 0; i < 8; ++i) {
+        answers.push_back(std::async(std::launch::async, [&] { return impatient.devices().empty(); }));
+    }
+    // All but the one that hangs come back.
+    const auto back = [&] {
+        return std::count_if(answers.begin(), answers.end(), [](auto& answer) {
+            return answer.wait_for(100ms) == std::future_status::ready;
+        });
+    };
+    for (int i = 0; i < 20 && back() < 7; ++i) continue;
+    EXPECT_EQ(back(), 7);
+    EXPECT_FALSE(impatient.deviceByUdid("tablet"));
+    EXPECT_EQ(impatient.connect(1, 5555).error, ETIMEDOUT);
+    server.reset();
+    for (auto& answer : answers) EXPECT_TRUE(answer.get());
 }
 
 /// Reads messages until the link ends, as the session does.
