@@ -74,7 +74,7 @@ constexpr std::array kRules{
     Rule{"--max-pixels", "WxH", "largest size that --probe-modes tries",
          size<&Options::maxPixelsWide, &Options::maxPixelsHigh>},
     Rule{"--pattern", "", "stream a test pattern", flag<&Options::pattern>},
-    Rule{"--no-cursor", "", "leave the pointer out", flag<&Options::showCursor, false>},
+    Rule{"--no-cursor", "", "accepted; the device draws the pointer in any case", flag<&Options::showCursor, false>},
     Rule{"--physical", "", "stream an existing display", flag<&Options::virtual_, false>},
     Rule{"--probe-modes", "", "list the modes that a virtual display gets", flag<&Options::probeModes>},
     Rule{"--displays", "", "list the active displays", flag<&Options::listDisplays>},
