@@ -120,7 +120,7 @@ class QuillonHost:
 
     name = "QuillonHost"
     build = None  # set once by the caller
-    device_arguments = []
+    environment = {}  # what the host gets besides
 
     def __init__(self, screen, fps, folder, label):
         self.stream_path = os.path.join(folder, f"{label}.h264")
@@ -133,7 +133,7 @@ class QuillonHost:
         self._device = Program(
             [os.path.join(self.build, "device", "quillon-device"), "--headless", "--no-tcp", "--usbmux", mux, "--udid", udid,
              "--panel", screen.size, "--record", self.stream_path, "--counter-log", self.counter_log, "--message-log",
-             self.message_log, "--json", self.summary_path, *self.device_arguments],
+             self.message_log, "--json", self.summary_path],
             base + ".device.log", end_signal=signal.SIGTERM)
         try:
             wait_until(lambda: self._device.require_running() or os.path.exists(mux), 5, "the device's mux server")
@@ -141,7 +141,8 @@ class QuillonHost:
             os.makedirs(home, exist_ok=True)
             self.program = Program(
                 host_command(self.build, screen, fps, "--transport", "usb", "--udid", udid), base + ".log",
-                env={**screen.env, **host_environment(home), "USBMUXD_SOCKET_ADDRESS": f"UNIX:{mux}"},
+                env={**screen.env, **host_environment(home), "USBMUXD_SOCKET_ADDRESS": f"UNIX:{mux}",
+                     **self.environment},
                 end_signal=signal.SIGINT)
         except NotMeasured:
             self._device.stop()

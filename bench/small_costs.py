@@ -3,11 +3,12 @@
 import json
 import os
 import statistics
+import struct
 import time
 
 import procfs
-from candidates import QuillonHost, host_environment
-from report import at_most
+from candidates import VIDEO_FRAME, QuillonHost, host_environment
+from report import Row, at_most
 from running import NotMeasured, Scene, Screen
 
 START_TARGET_MS, WAKEUPS_TARGET, FIRST_PICTURE_TARGET_MS = 10, 20, 300
@@ -60,6 +61,56 @@ def first_pictures(bench, screen, times):
     return samples
 
 
+def _thread_counts(path, pid):
+    """(thread identifier, name) -> how often it took memory so far."""
+    with open(path, "rb") as file:
+        numbers = struct.iter_unpack("<QQ", file.read())
+    result = {}
+    for thread, count in numbers:
+        if not thread:
+            break
+        try:
+            with open(f"/proc/{pid}/task/{thread}/comm") as file:
+                result[thread, file.read().strip()] = count
+        except OSError:
+            pass  # it has ended
+    return result
+
+
+def allocations(bench, screen):
+    """Thread name -> allocations per picture, while a window is dragged. The main thread and the reader are not on a
+    picture's way."""
+    path = os.path.join(bench.folder, "allocations")
+    library = os.path.join(bench.build, "bench", "libquillon-allocation-count.so")
+
+    class Counted(QuillonHost):
+        environment = {"LD_PRELOAD": library, "QUILLON_ALLOCATIONS": path}
+
+    with Scene(bench.build, screen, "drag", FPS, bench.folder), Counted(screen, FPS, bench.folder, "allocations") as host:
+        host.wait_for_stream()
+        time.sleep(bench.warm_up)
+        start, before = time.monotonic_ns(), _thread_counts(path, host.pid)
+        time.sleep(bench.seconds)
+        host.program.require_running()
+        end, after = time.monotonic_ns(), _thread_counts(path, host.pid)
+    pictures = sum(message.type == VIDEO_FRAME and start <= message.last < end for message in host.messages())
+    if not pictures:
+        raise NotMeasured("no picture arrived")
+    return {name: (count - before.get((thread, name), 0)) / pictures for (thread, name), count in after.items()
+            if thread != host.pid and not name.endswith(".reader")}
+
+
+def allocation_row(bench, screen, report):
+    try:
+        counts = allocations(bench, screen)
+    except NotMeasured as problem:
+        return Row("allocations", "per picture", "none after warm-up", "-", None, str(problem))
+    report.raw["allocations"] = counts
+    total = sum(counts.values())
+    return Row("allocations", "per picture", "none after warm-up", f"{total:.2f}", total < 0.05,
+               ", ".join(f"{name} {count:.2f}" for name, count in counts.items() if count))
+
+
 def measure(bench, report):
     if QuillonHost not in bench.candidates:
         raise NotMeasured("QuillonHost is not built")
@@ -67,8 +118,9 @@ def measure(bench, report):
     with Screen(*SIZE, bench.folder) as screen:
         wakeups = wakeups_at_rest(bench, screen)
         first = first_pictures(bench, screen, 1 if bench.repeats == 1 else 5)
+        allocation = allocation_row(bench, screen, report)
     report.raw["small"] = {"start": start, "wake-ups": wakeups, "first pictures": first}
     report.add(at_most("start", "--devices without a mux server, median", start, START_TARGET_MS, "ms"),
                at_most("rest", "wake-ups while a still screen is streamed", wakeups, WAKEUPS_TARGET, "a second"),
                at_most("first picture", "after the link is ready, slowest", max(first, default=None), FIRST_PICTURE_TARGET_MS, "ms",
-                       f"{len(first)} tries"))
+                       f"{len(first)} tries"), allocation)
