@@ -1,0 +1,60 @@
+#include "platform/platform.hpp"
+
+#include "platform/linux/absent_services.hpp"
+#include "platform/linux/pattern_canvas.hpp"
+#include "platform/linux/run_loop.hpp"
+#include "platform/linux/settings_store.hpp"
+#include "platform/linux/threads.hpp"
+#include "platform/linux/x11_capture.hpp"
+#include "platform/linux/x11_displays.hpp"
+#include "platform/linux/x11_pointer.hpp"
+#include "platform/linux/x264_encoder.hpp"
+#include "platform/posix/sockets.hpp"
+#include "platform/posix/usb_mux.hpp"
+
+namespace quillon {
+
+namespace {
+
+/// A Linux desktop on X11. Nothing is opened before it is used.
+class LinuxPlatform : public Platform {
+  public:
+    RunLoop& mainLoop() override { return loop_; }
+    Threads& threads() override { return threads_; }
+    Sockets& sockets() override { return sockets_; }
+    UsbMux& usbMux() override { return usbMux_; }
+    ServiceBrowser& serviceBrowser() override { return serviceBrowser_; }
+    Displays& displays() override { return displays_; }
+    VirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
+    Capture& capture() override { return capture_; }
+    Pointer& pointer() override { return pointer_; }
+    Windows& windows() override { return windows_; }
+    Permissions& permissions() override { return permissions_; }
+    SettingsStore& settings() override { return settings_; }
+    PatternCanvases& patternCanvases() override { return patternCanvases_; }
+    std::unique_ptr<VideoEncoder> makeEncoder(const EncoderSettings& settings,
+                                              EncoderCallbacks callbacks) override {
+        return makeX264Encoder(settings, std::move(callbacks), loop_);
+    }
+
+  private:
+    LinuxRunLoop loop_;
+    PosixSockets sockets_;
+    LibUsbMux usbMux_;
+    NoServiceBrowser serviceBrowser_;
+    X11Displays displays_;
+    NoVirtualDisplays virtualDisplays_;
+    X11Capture capture_;
+    X11Pointer pointer_{loop_};
+    NoWindows windows_;
+    GrantedPermissions permissions_;
+    KeyFileSettings settings_;
+    CairoPatternCanvases patternCanvases_;
+    LinuxThreads threads_;  // last: its work is joined before what it uses goes
+};
+
+}  // namespace
+
+std::unique_ptr<Platform> makePlatform() { return std::make_unique<LinuxPlatform>(); }
+
+}  // namespace quillon
