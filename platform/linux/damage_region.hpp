@@ -31,7 +31,8 @@ class DamageRegion {
     void clear() { count_ = 0; }
 
     bool isEmpty() const { return count_ == 0; }
-    std::span<const PixelRect> rects() const { return {rects_.data(), count_}; }
+    std::span<const PixelRect> rects() const& { return {rects_.data(), count_}; }
+    std::span<const PixelRect> rects() const&& = delete;  // they live in the region
     /// True when one of the rectangles alone covers `rect`.
     bool covers(const PixelRect& rect) const;
 

@@ -114,8 +114,9 @@ PixelRect PlanarConverter::affectedOutput(const PixelRect& rect) const {
 }
 
 DamageRegion PlanarConverter::outputDamage(const DamageRegion& damage) const {
+    const DamageRegion changed = sourceDamage(damage);
     DamageRegion output;
-    for (const PixelRect& rect : sourceDamage(damage).rects()) output.add(affectedOutput(rect));
+    for (const PixelRect& rect : changed.rects()) output.add(affectedOutput(rect));
     return output;
 }
 
@@ -130,7 +131,8 @@ void PlanarConverter::convert(ConstPlane bgrx, const DamageRegion& damage, Pictu
 void PlanarConverter::convertDirectly(ConstPlane bgrx, const DamageRegion& damage, Picture& picture) const {
     const int dx = layout_.source.x - layout_.target.x;
     const int dy = layout_.source.y - layout_.target.y;
-    for (const PixelRect& rect : outputDamage(damage).rects()) {
+    const DamageRegion changing = outputDamage(damage);
+    for (const PixelRect& rect : changing.rects()) {
         convertRect(bgrx, moved(rect, dx, dy), planeAt(picture, 0, rect.x, rect.y), picture.planes[0].stride,
                     planeAt(picture, 1, rect.x, rect.y), planeAt(picture, 2, rect.x, rect.y),
                     picture.planes[1].stride);
@@ -139,7 +141,8 @@ void PlanarConverter::convertDirectly(ConstPlane bgrx, const DamageRegion& damag
 
 void PlanarConverter::convertScaled(ConstPlane bgrx, const DamageRegion& damage, Picture& picture) {
     Scaled& scaled = *scaled_;
-    for (const PixelRect& rect : sourceDamage(damage).rects()) {
+    const DamageRegion changed = sourceDamage(damage);
+    for (const PixelRect& rect : changed.rects()) {
         const ptrdiff_t chroma = static_cast<ptrdiff_t>(rect.y / 2) * scaled.chromaStride + rect.x / 2;
         convertRect(bgrx, moved(rect, layout_.source.x, layout_.source.y),
                     scaled.planes[0] + static_cast<ptrdiff_t>(rect.y) * scaled.lumaStride + rect.x,
@@ -147,7 +150,8 @@ void PlanarConverter::convertScaled(ConstPlane bgrx, const DamageRegion& damage,
                     scaled.chromaStride);
     }
     const PixelRect& target = layout_.target;
-    for (const PixelRect& each : outputDamage(damage).rects()) {
+    const DamageRegion changing = outputDamage(damage);
+    for (const PixelRect& each : changing.rects()) {
         const PixelRect rect = moved(each, -target.x, -target.y);
         for (size_t plane = 0; plane < 3; ++plane) {
             const int shift = plane == 0 ? 0 : 1;
