@@ -183,6 +183,10 @@ ScreenSource::ScreenSource(RunLoop& loop, Threads& threads, Capture& capture, Di
       holder_(std::make_shared<StreamHolder>()) {}
 
 ScreenSource::~ScreenSource() {
+    abandonStream();
+}
+
+void ScreenSource::abandonStream() {
     // Ending a stream waits for its thread, which the main thread must not.
     if (std::shared_ptr<CaptureStream> stream = holder_->giveUp()) {
         threads_.runConcurrently([stream = std::move(stream)] { stream->stop(); });
@@ -211,6 +215,13 @@ Task<> ScreenSource::start(std::shared_ptr<ScreenSource> source, StartRequest re
     source->receiver_->startTime = request.timeBase;
     RunLoop& loop = source->loop_;
     Capture& capture = source->capture_;
+    // A start that does not get to its end gives up what it began.
+    struct Unwinding {
+        ScreenSource* source;
+        ~Unwinding() {
+            if (source != nullptr) source->abandonStream();
+        }
+    } unwinding{source.get()};
 
     std::optional<Capture::Display> display;
     size_t visible = 0;
@@ -231,6 +242,7 @@ Task<> ScreenSource::start(std::shared_ptr<ScreenSource> source, StartRequest re
             holder->put(capture.start(captureRequest(request, id, displays), std::move(callbacks)));
         });
     co_await starting;
+    unwinding.source = nullptr;
     if (request.pace && !source->holder_->isGivenUp()) source->startPacing(request.fps);
     std::printf("[capture] display %u %dx%d → %dx%d@%d\n", display->id, display->size.width,
                 display->size.height, request.width, request.height, request.fps);

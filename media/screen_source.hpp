@@ -86,6 +86,7 @@ class ScreenSource : public std::enable_shared_from_this<ScreenSource> {
 
     ScreenSource(RunLoop& loop, Threads& threads, Capture& capture, Displays& displays);
     CaptureCallbacks callbacks();
+    void abandonStream();
     void startPacing(int fps);
     void emitLatest();
 
