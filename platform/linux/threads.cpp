@@ -3,9 +3,9 @@
 #include <pthread.h>
 
 #include <condition_variable>
-#include <deque>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace quillon {
 
@@ -45,15 +45,18 @@ class LinuxSerialQueue : public SerialQueue {
 
   private:
     void serve() {
+        std::vector<Work> taken;  // changes places with the waiting list, so that neither grows anew
         MutexLock guard(lock_);
         for (;;) {
             while (waiting_.empty() && !ending_) changed_.wait(guard);
             if (waiting_.empty()) return;
-            Work work = std::move(waiting_.front());
-            waiting_.pop_front();
+            taken.swap(waiting_);
             guard.unlock();
-            work();
-            work = nullptr;
+            for (Work& work : taken) {
+                work();
+                work = nullptr;
+            }
+            taken.clear();
             guard.lock();
         }
     }
@@ -61,7 +64,7 @@ class LinuxSerialQueue : public SerialQueue {
     std::thread thread_;
     Mutex lock_;
     std::condition_variable_any changed_;
-    std::deque<Work> waiting_ GUARDED_BY(lock_);
+    std::vector<Work> waiting_ GUARDED_BY(lock_);
     bool ending_ GUARDED_BY(lock_) = false;
 };
 
