@@ -426,7 +426,7 @@ TEST_F(ScreenSourceTest, StopWithoutStartIsNothing) {
 
 TEST_F(ScreenSourceTest, AStartGivenUpHalfWayLeavesNothing) {
     // The fixture checks that no stream is left, whatever the moment was.
-    for (const Duration moment : {0ms, 1ms, 5ms, 250ms, 255ms, 9ms, 11ms}) {
+    for (const Duration moment : {0ms, 1ms, 5ms, 250ms, 255ms, 9ms}) {
         capture.queries = 0;
         capture.appearsAtQuery = moment >= 250ms ? 2 : 1;
         finishedAt.reset();
