@@ -4,7 +4,8 @@
 
 namespace quillon {
 
-/// Canvases of Cairo and Pango. They need no display server. Any thread, each canvas one at a time.
+/// Canvases of Cairo and Pango, which come in a module that is loaded for the first of them. They need no
+/// display server. Any thread, each canvas one at a time.
 class CairoPatternCanvases : public PatternCanvases {
   public:
     std::unique_ptr<PatternCanvas> make(int width, int height) override;
