@@ -1,0 +1,79 @@
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "app/device_list_mode.hpp"
+#include "app/display_list_mode.hpp"
+#include "app/host_mode.hpp"
+#include "app/mode.hpp"
+#include "app/options.hpp"
+#include "platform/platform.hpp"
+
+namespace {
+
+using namespace quillon;
+
+int listDevices() {
+    const auto platform = makePlatform();
+    USBLink link(platform->threads(), platform->sockets(), platform->usbMux());
+    printDevices(link);
+    return EXIT_SUCCESS;
+}
+
+int listDisplays() {
+    printDisplays(makePlatform()->displays());
+    return EXIT_SUCCESS;
+}
+
+[[noreturn]] void host(const Options& options) {
+    exitWhenInterrupted();
+    const auto platform = makePlatform();
+    runHost(*platform, options);
+    // At once: a service that hangs in the middle of a call would hold up the platform's destructor.
+    std::_Exit(EXIT_SUCCESS);
+}
+
+int refuse(std::string_view what) {
+    std::fprintf(stderr, "QuillonHost: this build does not offer %.*s\n", static_cast<int>(what.size()),
+                 what.data());
+    return EXIT_FAILURE;
+}
+
+int run(const std::vector<std::string>& arguments) {
+    const auto skipped = Options::skippedWords(arguments);
+    if (std::ranges::count(skipped, "--help") > 0) {
+        std::fputs(Options::usage().c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    if (std::ranges::count(skipped, "--version") > 0) {
+        std::puts("QuillonHost " QUILLON_VERSION);
+        return EXIT_SUCCESS;
+    }
+
+    const Options options = Options::parse(arguments);
+    const Mode mode = chooseMode(options, bundlePathOf(arguments.empty() ? "" : arguments.front()));
+    switch (mode) {
+        case Mode::deviceList:
+            return listDevices();
+        case Mode::displayList:
+            return listDisplays();
+        case Mode::host:
+            if (options.switchTest) return refuse("the switch test (--switch-test)");
+            host(options);
+        default:
+            return refuse(nameOf(mode));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Each line is seen at once, also through a pipe.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    // A device that vanishes must not take the program with it.
+    std::signal(SIGPIPE, SIG_IGN);
+    return run(std::vector<std::string>(argv, argv + argc));
+}
