@@ -32,8 +32,8 @@ void Device::start() {
     if (options_.tcp) {
         const auto buffer = options_.faults.readsLate() ? LinkServer::ReceiveBuffer::small
                                                         : LinkServer::ReceiveBuffer::automatic;
-        const uint16_t port = server_.listen(options_.bind, options_.port, buffer);
-        say("listening on %s:%u", options_.bind.c_str(), unsigned{port});
+        port_ = server_.listen(options_.bind, options_.port, buffer);
+        say("listening on %s:%u", options_.bind.c_str(), unsigned{port_});
     }
     if (options_.muxSocket) startMux(*options_.muxSocket);
     linkThread_ = std::thread([this] { serve(); });

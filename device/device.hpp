@@ -31,6 +31,9 @@ class Device {
     /// Listens and begins to serve. Throws std::runtime_error when it cannot listen.
     void start();
 
+    /// The TCP port; 0 before `start` and without TCP.
+    uint16_t port() const { return port_; }
+
     /// Ends the link and serves no more; everything counted so far stays. Main thread.
     void stop();
 
@@ -58,6 +61,7 @@ class Device {
     Statistics statistics_;
     Screen screen_;
     LinkServer server_;
+    uint16_t port_ = 0;
     std::optional<UsbmuxServer> mux_;
     std::thread linkThread_;
 };

@@ -128,6 +128,8 @@ constexpr OptionRule kRules[] = {
 
     {"--headless", "", "no window; every decoded frame counts as shown",
      [](Options& o, std::string_view) { return setFlag(o.headless); }},
+    {"--view-only", "", "the mouse over the window touches nothing",
+     [](Options& o, std::string_view) { return setFlag(o.viewOnly); }},
     {"--follow-window", "", "report the window's size as the panel when it changes",
      [](Options& o, std::string_view) { return setFlag(o.followWindow); }},
     {"--display", "WxH", "shape of a mirrored display, so that touches land exactly",

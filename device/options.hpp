@@ -39,6 +39,7 @@ struct Options {
 
     // What the user sees and does.
     bool headless = false;
+    bool viewOnly = false;                ///< the window's mouse touches nothing
     bool followWindow = false;            ///< report the window's size as the panel
     std::optional<Size> mirroredDisplay;  ///< shape of a mirrored display, which no message tells
     std::vector<ScriptedMessage> script;  ///< ordered by time

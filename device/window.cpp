@@ -190,7 +190,7 @@ void Window::scroll(const SDL_MouseWheelEvent& wheel) {
 
 void Window::send(const wire::Input& input) {
     const auto link = device_.screen().state().link;
-    if (link) link->send(wire::MessageType::input, 0, wire::inputPayload(input));
+    if (link && !options_.viewOnly) link->send(wire::MessageType::input, 0, wire::inputPayload(input));
 }
 
 // --- Drawing ----------------------------------------------------------------------------------------
