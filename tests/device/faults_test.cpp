@@ -16,8 +16,8 @@ Faults faultsOf(std::initializer_list<const char*> texts) {
 }
 
 TEST(Faults, reads_every_name) {
-    const Faults faults = faultsOf(
-        {"no-ack", "no-keepalive", "silent", "garbage", "slow:1000", "stall:2.5@1", "cut:0"});
+    const Faults faults =
+        faultsOf({"no-ack", "no-keepalive", "silent", "garbage", "slow:1000", "stall:2.5@1", "cut:0"});
     EXPECT_TRUE(faults.noAck && faults.noKeepAlive && faults.silent && faults.garbage);
     EXPECT_EQ(faults.bytesPerSecond, 1000U);
     EXPECT_EQ(faults.stall->length, 2500ms);
@@ -26,8 +26,8 @@ TEST(Faults, reads_every_name) {
 }
 
 TEST(Faults, refuses_what_it_does_not_know) {
-    for (const char* text : {"", "noack", "silent:1", "slow", "slow:", "slow:0", "slow:-1", "slow:x", "stall:1",
-                             "stall:@1", "stall:1@", "stall:-1@0", "cut:", "cut:1x", "explode"}) {
+    for (const char* text : {"", "noack", "silent:1", "slow", "slow:", "slow:0", "slow:-1", "slow:x",
+                             "stall:1", "stall:@1", "stall:1@", "stall:-1@0", "cut:", "cut:1x", "explode"}) {
         Faults faults;
         EXPECT_FALSE(addFault(faults, text)) << text;
     }

@@ -48,10 +48,12 @@ TEST(DeviceOptions, a_given_greeting_stands_as_it_is) {
 }
 
 TEST(DeviceOptions, read_values) {
-    const Options options = parse({"--port", "0", "--bind", "127.0.0.1", "--panel", "2732x2048", "--headless",
-                                   "--seconds", "1.5", "--snapshot", "a.png", "--snapshot-pointer", "--record",
-                                   "b.h264", "--json", "c.json", "--counter-log", "d", "--counter-scale", "0.5",
-                                   "--usbmux", "/tmp/s", "--udid", "u", "--no-tcp", "--display", "1920x1080"});
+    const Options options = parse(
+        {"--port",          "0",         "--bind",   "127.0.0.1",  "--panel",       "2732x2048",
+         "--headless",      "--seconds", "1.5",      "--snapshot", "a.png",         "--snapshot-pointer",
+         "--record",        "b.h264",    "--json",   "c.json",     "--counter-log", "d",
+         "--counter-scale", "0.5",       "--usbmux", "/tmp/s",     "--udid",        "u",
+         "--no-tcp",        "--display", "1920x1080"});
     EXPECT_EQ(options.port, 0);
     EXPECT_EQ(options.bind, "127.0.0.1");
     EXPECT_EQ(options.panel, (Size{2732, 2048}));
@@ -97,12 +99,15 @@ TEST(DeviceOptions, refuse_with_a_reason) {
 }
 
 TEST(DeviceOptions, refuse_values_that_are_none) {
-    const std::vector<std::vector<const char*>> bad{
-        {"--port", "-1"},          {"--port", ""},          {"--seconds", "x"},      {"--seconds", "-1"},
-        {"--seconds", "nan"},      {"--seconds", "1e9"},    {"--panel", "2048"},     {"--panel", "x"},
-        {"--panel", "99999x2048"}, {"--counter-scale", "0"}, {"--counter-scale", "inf"},
-        {"--fault", "explode"},    {"--touch", "press,1@1"}, {"--touch", "poke,0,0@1"},
-        {"--touch", "press,0,0"},  {"--panel-report", "1x2"}, {"--snapshot", ""},     {"extra"}};
+    const std::vector<std::vector<const char*>> bad{{"--port", "-1"},           {"--port", ""},
+                                                    {"--seconds", "x"},         {"--seconds", "-1"},
+                                                    {"--seconds", "nan"},       {"--seconds", "1e9"},
+                                                    {"--panel", "2048"},        {"--panel", "x"},
+                                                    {"--panel", "99999x2048"},  {"--counter-scale", "0"},
+                                                    {"--counter-scale", "inf"}, {"--fault", "explode"},
+                                                    {"--touch", "press,1@1"},   {"--touch", "poke,0,0@1"},
+                                                    {"--touch", "press,0,0"},   {"--panel-report", "1x2"},
+                                                    {"--snapshot", ""},         {"extra"}};
     for (const auto& arguments : bad) EXPECT_NE(errorOf(arguments), "") << arguments[0] << arguments.back();
 }
 

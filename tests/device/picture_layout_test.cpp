@@ -13,11 +13,12 @@ TEST(SettingsLine, reads_what_hosts_write) {
     for (const bool mirror : {false, true}) {
         for (const auto& scaling : kScalings) {
             for (const auto& quality : kStreamQualities) {
-                const std::string line = wire::settingsLine(
-                    {mirror, {1366, 1024}, mirror ? 0 : 3, quality.value, scaling.value});
+                const std::string line =
+                    wire::settingsLine({mirror, {1366, 1024}, mirror ? 0 : 3, quality.value, scaling.value});
                 const SettingsLine settings = parseSettingsLine(line);
                 EXPECT_EQ(settings.scaling, scaling.value) << line;
-                EXPECT_EQ(settings.display, mirror ? std::nullopt : std::optional<Size>({1366, 1024})) << line;
+                EXPECT_EQ(settings.display, mirror ? std::nullopt : std::optional<Size>({1366, 1024}))
+                    << line;
             }
         }
     }

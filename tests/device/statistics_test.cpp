@@ -21,8 +21,11 @@ FrameTimes timesAt(Moment arrival, uint64_t pts) {
 
 TEST(JsonObject, writes_members_in_order) {
     JsonObject object;
-    object.add("text", "a\"b\\c\n").add("whole", 7).add("part", 1.5).add("flag", true).add(
-        "list", std::vector<std::string>{"x", "y"});
+    object.add("text", "a\"b\\c\n")
+        .add("whole", 7)
+        .add("part", 1.5)
+        .add("flag", true)
+        .add("list", std::vector<std::string>{"x", "y"});
     EXPECT_EQ(object.line(),
               R"({"text": "a\"b\\c\u000a", "whole": 7, "part": 1.500, "flag": true, "list": ["x", "y"]})");
     EXPECT_EQ(JsonObject().add("n", std::numeric_limits<double>::infinity()).line(), R"({"n": null})");

@@ -72,8 +72,8 @@ VideoSample encodeSample(Size size, int frames, const LumaOf& lumaOf, int slices
     if (avcodec_open2(context.get(), codec, nullptr) < 0) return {};
 
     VideoSample sample;
-    sample.parameterSets = lengthPrefixed(
-        {context->extradata, static_cast<size_t>(context->extradata_size)}, isParameterSet);
+    sample.parameterSets =
+        lengthPrefixed({context->extradata, static_cast<size_t>(context->extradata_size)}, isParameterSet);
     const std::unique_ptr<AVFrame, Free> frame(av_frame_alloc());
     const std::unique_ptr<AVPacket, Free> packet(av_packet_alloc());
     for (int index = 0; index < frames; ++index) {
