@@ -64,7 +64,7 @@ class VideoEncoder {
     virtual bool acceptsPicture() const = 0;
 
     /// Hands a picture over without waiting for it to be encoded; one that still waits is replaced.
-    /// Any thread.
+    /// Any thread. A BGRA picture of another size is scaled to the encoder's; one of planes has that size.
     virtual void encode(PicturePtr picture, uint64_t presentationMicroseconds) = 0;
 
     /// Encodes what waits, then ends; after it returns no callback runs. Not from a callback.

@@ -1,6 +1,7 @@
 #include "platform/linux/x264_encoder.hpp"
 
 #include <libyuv/convert.h>
+#include <libyuv/scale_argb.h>
 
 #include <algorithm>
 #include <array>
@@ -39,12 +40,22 @@ class I420Buffer {
   public:
     I420Buffer(int width, int height) : width_(width), height_(height) {}
 
-    /// False when `picture` cannot be converted.
+    /// Takes a BGRA picture, scaled to this size. False when it cannot be converted.
     bool convert(const Picture& picture) {
         if (memory_.empty()) allocate();
-        return libyuv::ARGBToI420(picture.planes[0].data, picture.planes[0].stride, planes_[0].data,
-                                  planes_[0].stride, planes_[1].data, planes_[1].stride, planes_[2].data,
-                                  planes_[2].stride, width_, height_) == 0;
+        Picture::Plane source = picture.planes[0];
+        if (picture.width != width_ || picture.height != height_) {
+            scaled_.resize(static_cast<size_t>(width_) * height_ * 4);
+            const Picture::Plane target{scaled_.data(), width_ * 4};
+            if (libyuv::ARGBScale(source.data, source.stride, picture.width, picture.height, target.data,
+                                  target.stride, width_, height_, libyuv::kFilterBox) != 0) {
+                return false;
+            }
+            source = target;
+        }
+        return libyuv::ARGBToI420(source.data, source.stride, planes_[0].data, planes_[0].stride,
+                                  planes_[1].data, planes_[1].stride, planes_[2].data, planes_[2].stride,
+                                  width_, height_) == 0;
     }
     const std::array<Picture::Plane, 3>& planes() const { return planes_; }
 
@@ -60,6 +71,7 @@ class I420Buffer {
     int width_;
     int height_;
     Bytes memory_;
+    Bytes scaled_;
     std::array<Picture::Plane, 3> planes_{};
 };
 
@@ -121,10 +133,14 @@ class X264Encoder : public VideoEncoder {
         Instant handedIn;
     };
 
+    bool fits(const Picture& picture) const {
+        return picture.width == settings_.width && picture.height == settings_.height;
+    }
+
     /// Notes where `picture` differs from the one submitted before it.
     void account(const Picture& picture) REQUIRES(lock_) {
         const bool isSame = picture.sequence != 0 && picture.sequence == lastSequence_;
-        const bool isNext = picture.sequence != 0 && picture.sequence == lastSequence_ + 1;
+        const bool isNext = picture.sequence != 0 && picture.sequence == lastSequence_ + 1 && fits(picture);
         lastSequence_ = picture.sequence;
         if (isNext) {
             for (const PixelRect& rect : picture.damage) arrived_.mark(rect);
@@ -175,10 +191,9 @@ class X264Encoder : public VideoEncoder {
     bool load(const Submission& submission) {
         const Picture& picture = *submission.picture;
         current_ = submission;
-        if (picture.width != settings_.width || picture.height != settings_.height) return false;
         if (picture.format == Picture::Format::i420) {
             planes_ = picture.planes;
-            return true;
+            return fits(picture);
         }
         if (picture.format != Picture::Format::bgra || !converted_.convert(picture)) return false;
         planes_ = converted_.planes();

@@ -200,6 +200,28 @@ TEST_F(X264EncoderTest, RefusedPicturesAreMadeGoodByTheNext) {
     EXPECT_GT(psnr(*decodeAll(), *picture_), 30);
 }
 
+TEST_F(X264EncoderTest, BgraPicturesOfAnotherSizeAreScaled) {
+    open(kSmall);
+    const int width = kSmall.width * 2;
+    const int height = kSmall.height * 2;
+    // White on the left, black on the right.
+    auto pixels = std::make_shared<Bytes>(static_cast<size_t>(width) * height * 4);
+    for (size_t i = 0; i < pixels->size(); ++i) (*pixels)[i] = i / 4 % width < width / 2u ? 255 : 0;
+    auto picture = std::make_shared<Picture>();
+    picture->width = width;
+    picture->height = height;
+    picture->planes[0] = {pixels->data(), width * 4};
+    picture->memory = pixels;
+    encoder_->encode(picture, 0);
+    ASSERT_TRUE(waitFor([&]() NO_THREAD_SAFETY_ANALYSIS { return !samples_.empty(); }));
+
+    const auto decoded = decodeAll();
+    ASSERT_EQ(decoded->width, kSmall.width);
+    const uint8_t* row = decoded->planes[0].data + kSmall.height / 2 * decoded->planes[0].stride;
+    EXPECT_GT(row[kSmall.width / 4], 200);
+    EXPECT_LT(row[kSmall.width * 3 / 4], 50);
+}
+
 TEST_F(X264EncoderTest, CreationFailureSaysSo) {
     try {
         open({.width = 3, .height = 2, .fps = 30, .bitrate = 1'000'000});
