@@ -1,26 +1,28 @@
 #include "platform/linux/planar_scaler.hpp"
 
-#include <algorithm>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <cmath>
-#include <cstddef>
+#include <cstring>
 
 namespace quillon {
 
 namespace {
 
-/// Whole weights of unit sum from exact ones: what rounding leaves over goes to the largest.
-void quantize(const std::vector<double>& exact, uint16_t* weights) {
+/// Whole weights that add up to the unit: each is what its part adds to the rounded running sum.
+void quantize(const std::vector<double>& exact, int16_t* weights) {
+    double total = 0;
+    for (const double weight : exact) total += weight;
     double sum = 0;
-    for (const double weight : exact) sum += weight;
-    int left = ScalingAxis::kUnit;
-    size_t largest = 0;
-    for (size_t i = 0; i < exact.size(); ++i) {
-        const int weight = static_cast<int>(std::lround(exact[i] / sum * ScalingAxis::kUnit));
-        weights[i] = static_cast<uint16_t>(weight);
-        left -= weight;
-        if (exact[i] > exact[largest]) largest = i;
+    int given = 0;
+    for (const double weight : exact) {
+        sum += weight;
+        const int upTo = static_cast<int>(std::lround(sum / total * ScalingAxis::kUnit));
+        *weights++ = static_cast<int16_t>(upTo - given);
+        given = upTo;
     }
-    weights[largest] = static_cast<uint16_t>(weights[largest] + left);
 }
 
 }  // namespace
@@ -31,7 +33,7 @@ ScalingAxis::ScalingAxis(double origin, double extent, int first, int end, int o
     // A span of `step` touches at most ceil(step) + 1 samples.
     taps_ = std::min(shrinking ? static_cast<int>(std::ceil(step)) + 1 : 2, end - first);
     starts_.resize(static_cast<size_t>(outputCount));
-    weights_.resize(static_cast<size_t>(outputCount) * taps_);
+    weights_.resize(static_cast<size_t>(outputCount) * spread());
     std::vector<double> exact(static_cast<size_t>(taps_));
     for (int i = 0; i < outputCount; ++i) {
         const double begin = origin + i * step;
@@ -46,7 +48,7 @@ ScalingAxis::ScalingAxis(double origin, double extent, int first, int end, int o
             exact[static_cast<size_t>(tap)] = std::max(weight, 0.0);
         }
         starts_[static_cast<size_t>(i)] = start;
-        quantize(exact, weights_.data() + static_cast<size_t>(i) * taps_);
+        quantize(exact, weights_.data() + static_cast<size_t>(i) * spread());
     }
 }
 
@@ -60,37 +62,66 @@ std::pair<int, int> ScalingAxis::affected(int begin, int end) const {
 PlanarScaler::PlanarScaler(ScalingAxis horizontal, ScalingAxis vertical)
     : horizontal_(std::move(horizontal)), vertical_(std::move(vertical)) {
     const int last = horizontal_.outputCount() - 1;
-    row_.resize(static_cast<size_t>(horizontal_.start(last) + horizontal_.taps()));
+    row_.resize(static_cast<size_t>(horizontal_.start(last) + horizontal_.spread()));
 }
 
 namespace {
 
-/// One row of weighted source rows: 8 bits of value, 8 of fraction; unit sum keeps it within 16.
-void blendRows(const uint8_t* source, int stride, const uint16_t* weights, int taps, int count,
-               uint16_t* __restrict row) {
-    const unsigned first = weights[0];
-    for (int x = 0; x < count; ++x) row[x] = static_cast<uint16_t>(source[x] * first);
+/// One row of weighted source rows.
+void blendRows(const uint8_t* source, int stride, const int16_t* weights, int taps, int count,
+               int16_t* __restrict row) {
+    const int first = weights[0];
+    for (int x = 0; x < count; ++x) row[x] = static_cast<int16_t>(source[x] * first);
     for (int tap = 1; tap < taps; ++tap) {
-        const unsigned weight = weights[tap];
+        const int weight = weights[tap];
         if (weight == 0) continue;
         const uint8_t* next = source + static_cast<ptrdiff_t>(tap) * stride;
-        for (int x = 0; x < count; ++x) row[x] = static_cast<uint16_t>(row[x] + next[x] * weight);
+        for (int x = 0; x < count; ++x) row[x] = static_cast<int16_t>(row[x] + next[x] * weight);
     }
 }
 
-constexpr uint32_t kHalf = 1u << 15;
+constexpr int kSumBits = 2 * ScalingAxis::kUnitBits;
+constexpr int kHalf = 1 << (kSumBits - 1);
 
-/// `fixedTaps` is the number of taps when the compiler shall know it, else 0.
-template <int fixedTaps>
-void blendColumns(const uint16_t* row, const int* starts, const uint16_t* weights, int anyTaps, int count,
-                  uint8_t* __restrict target) {
-    const int taps = fixedTaps > 0 ? fixedTaps : anyTaps;
-    for (int x = 0; x < count; ++x) {
-        const uint16_t* samples = row + starts[x];
-        uint32_t sum = kHalf;
-        for (int tap = 0; tap < taps; ++tap) sum += static_cast<uint32_t>(samples[tap]) * weights[tap];
-        target[x] = static_cast<uint8_t>(sum >> 16);
-        weights += taps;
+#if defined(__SSE2__)
+/// Output samples in fours as long as there are four, each of four weights. Gives how many it made.
+int blendColumnsInFours(const int16_t* row, const int* starts, const int16_t* weights, int count,
+                        uint8_t* target) {
+    const auto samples = [&](int x) {
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + starts[x]));
+    };
+    // Two partial sums of each of the outputs x and x + 1.
+    const auto sums = [&](int x) {
+        const __m128i both = _mm_unpacklo_epi64(samples(x), samples(x + 1));
+        return _mm_madd_epi16(both, _mm_loadu_si128(reinterpret_cast<const __m128i*>(weights + 4 * x)));
+    };
+    const __m128i half = _mm_set1_epi32(kHalf);
+    int x = 0;
+    for (; x + 4 <= count; x += 4) {
+        const __m128 low = _mm_castsi128_ps(sums(x));
+        const __m128 high = _mm_castsi128_ps(sums(x + 2));
+        const __m128i even = _mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0)));
+        const __m128i odd = _mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 3, 1)));
+        const __m128i sum = _mm_add_epi32(_mm_add_epi32(even, odd), half);
+        const __m128i words = _mm_packs_epi32(_mm_srli_epi32(sum, kSumBits), _mm_setzero_si128());
+        const int bytes = _mm_cvtsi128_si32(_mm_packus_epi16(words, words));
+        std::memcpy(target + x, &bytes, sizeof bytes);
+    }
+    return x;
+}
+#else
+int blendColumnsInFours(const int16_t*, const int*, const int16_t*, int, uint8_t*) {
+    return 0;
+}
+#endif
+
+void blendColumns(const int16_t* row, const int* starts, const int16_t* weights, int spread, int count,
+                  uint8_t* target) {
+    int x = spread == 4 ? blendColumnsInFours(row, starts, weights, count, target) : 0;
+    for (; x < count; ++x) {
+        int sum = kHalf;
+        for (int tap = 0; tap < spread; ++tap) sum += row[starts[x] + tap] * weights[x * spread + tap];
+        target[x] = static_cast<uint8_t>(sum >> kSumBits);
     }
 }
 
@@ -99,18 +130,14 @@ void blendColumns(const uint16_t* row, const int* starts, const uint16_t* weight
 void PlanarScaler::scale(ConstPlane source, uint8_t* target, int targetStride, int left, int top, int right,
                          int bottom) {
     if (left >= right) return;
-    const int taps = horizontal_.taps();
     const int from = horizontal_.start(left);
-    const int to = horizontal_.start(right - 1) + taps;
-    const auto blend = taps == 2   ? blendColumns<2>
-                       : taps == 3 ? blendColumns<3>
-                       : taps == 4 ? blendColumns<4>
-                                   : blendColumns<0>;
+    const int to = horizontal_.start(right - 1) + horizontal_.taps();
     for (int y = top; y < bottom; ++y) {
         const uint8_t* rows = source.data + static_cast<ptrdiff_t>(vertical_.start(y)) * source.stride + from;
         blendRows(rows, source.stride, vertical_.weights(y), vertical_.taps(), to - from, row_.data() + from);
-        blend(row_.data(), horizontal_.starts() + left, horizontal_.weights(left), taps, right - left,
-              target + static_cast<ptrdiff_t>(y) * targetStride + left);
+        blendColumns(row_.data(), horizontal_.starts() + left, horizontal_.weights(left),
+                     horizontal_.spread(), right - left,
+                     target + static_cast<ptrdiff_t>(y) * targetStride + left);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -13,8 +14,9 @@ namespace quillon {
 /// gives the same samples as scaling the whole.
 class ScalingAxis {
   public:
-    /// Weights of one output sample add up to this.
-    static constexpr int kUnit = 256;
+    /// Weights of one output sample add up to this: 8-bit samples times it still fit a signed 16-bit word.
+    static constexpr int kUnit = 128;
+    static constexpr int kUnitBits = 7;
 
     /// Maps the source interval [origin, origin + extent) onto `outputCount` samples. Only source
     /// samples from `first` to before `end` are used.
@@ -24,9 +26,12 @@ class ScalingAxis {
     int outputCount() const { return static_cast<int>(starts_.size()); }
     const int* starts() const { return starts_.data(); }
     int start(int output) const { return starts_[static_cast<size_t>(output)]; }
-    const uint16_t* weights(int output) const {
-        return weights_.data() + static_cast<size_t>(output) * taps_;
+    /// `spread()` weights, of which those beyond `taps()` are 0.
+    const int16_t* weights(int output) const {
+        return weights_.data() + static_cast<size_t>(output) * spread();
     }
+    /// Four suit vector instructions, and nearly every ratio needs no more.
+    int spread() const { return std::max(taps_, 4); }
 
     /// Output samples [first, second) that depend on source samples [begin, end).
     std::pair<int, int> affected(int begin, int end) const;
@@ -34,7 +39,7 @@ class ScalingAxis {
   private:
     int taps_ = 1;
     std::vector<int> starts_;
-    std::vector<uint16_t> weights_;
+    std::vector<int16_t> weights_;
 };
 
 struct ConstPlane {
@@ -57,7 +62,7 @@ class PlanarScaler {
   private:
     ScalingAxis horizontal_;
     ScalingAxis vertical_;
-    std::vector<uint16_t> row_;
+    std::vector<int16_t> row_;
 };
 
 }  // namespace quillon
