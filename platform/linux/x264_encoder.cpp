@@ -211,7 +211,7 @@ class X264Encoder : public VideoEncoder {
         const auto passed =
             std::chrono::duration_cast<std::chrono::microseconds>(clock_.now() - current_.handedIn);
         const int64_t time = current_.time + passed.count();
-        if (rate_.canRefine(time, probe_.still())) encodeFrame(time);
+        if (rate_.canRefine(requestFor(time, probe_.still()))) encodeFrame(time);
         scheduleImprovement(kBetweenRefinements);
     }
 
@@ -226,10 +226,9 @@ class X264Encoder : public VideoEncoder {
     void encodeFrame(int64_t presentationTime) {
         const int64_t time = std::max(presentationTime, lastTime_);
         lastTime_ = time;
-        const bool isKey = cadence_.isDue(time);
-        const auto kind = isKey ? RateController::Kind::key : RateController::Kind::change;
-        const PictureContent content = probe_.look(planes_[0], changes_);
-        const int qp = rate_.choose(kind, time, content);
+        const RateController::Request request = requestFor(time, probe_.look(planes_[0], changes_));
+        const bool isKey = request.kind == RateController::Kind::key;
+        const int qp = rate_.choose(request);
         const X264Session::Frame frame =
             session_.encode(planes_, isKey ? X264Session::FrameType::key : X264Session::FrameType::delta, qp,
                             changes_.constancy());
@@ -238,13 +237,21 @@ class X264Encoder : public VideoEncoder {
             return;
         }
         cadence_.encoded(isKey, time);
-        rate_.encoded(kind, time, content, qp, 8.0 * static_cast<double>(frame.data.size()));
+        rate_.encoded(request, qp, 8.0 * static_cast<double>(frame.data.size()));
         changes_.clear();
         callbacks_.onSample({.dropped = frame.data.empty(),
                              .sps = session_.sps(),
                              .pps = session_.pps(),
                              .data = frame.data,
                              .presentationMicroseconds = time});
+    }
+
+    RateController::Request requestFor(int64_t time, const PictureContent& content) const {
+        const bool isKey = cadence_.isDue(time);
+        return {.kind = isKey ? RateController::Kind::key : RateController::Kind::change,
+                .time = time,
+                .nextKey = cadence_.next(),
+                .content = content};
     }
 
     /// Reports a frame that did not come about; the next one begins anew.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace quillon {
 
@@ -15,6 +16,11 @@ class KeyframeCadence {
         if (mustBegin_) return true;
         if (maxFrames_ > 0 && frames_ >= maxFrames_) return true;
         return maxMicroseconds_ > 0 && time - lastKey_ >= maxMicroseconds_;
+    }
+
+    /// The time at which one is due at the latest.
+    int64_t next() const {
+        return maxMicroseconds_ > 0 ? lastKey_ + maxMicroseconds_ : std::numeric_limits<int64_t>::max();
     }
 
     void encoded(bool key, int64_t time) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/linux/x264_content_probe.hpp"
+#include "platform/linux/x264_session.hpp"
 
 namespace quillon {
 
@@ -12,11 +13,14 @@ namespace quillon {
 ///     bits = content × 2^(level − slope × quantiser)
 class SizeModel {
   public:
-    /// Bits for one unit of content at quantiser 26, and how many steps of the quantiser halve it.
+    /// Bits for one unit of content at quantiser 26, and how many steps of the quantiser halve them.
     SizeModel(double bitsPerUnit, double stepsToHalve);
 
     double bits(double content, int qp) const;
-    void learn(double content, int qp, double bits);
+
+    enum class Learn { level, levelAndSlope };
+    /// `gain` is how much of the surprise is believed, 0 to 1.
+    void learn(double content, int qp, double bits, Learn what, double gain);
 
   private:
     double level_;  ///< log2 of the bits per unit at quantiser 0
@@ -25,69 +29,106 @@ class SizeModel {
     int lastQp_ = -1;
 };
 
-/// Chooses the quantiser of each frame: the finest one that could be kept up for the coming second
-/// without any second carrying more bits than the bit rate allows. Pure: times come from the caller, in
-/// microseconds of presentation, never decreasing.
+/// The bits of the last second, in slots, and what they leave for the next.
+class SentBits {
+  public:
+    explicit SentBits(double perSecond) : perSecond_(perSecond) {}
+
+    /// Times in microseconds; never back.
+    void advance(int64_t time);
+    void add(double bits) { slots_[static_cast<size_t>(now_ % kSlots)] += bits; }
+
+    /// What is going to be sent from now on.
+    struct Plan {
+        double now = 0;          ///< bits at once
+        double following = 0;    ///< bits of each picture after that
+        double pace = 0;         ///< pictures a second
+        double reserved = 0;     ///< bits of the next key frame
+        int64_t reservedAt = 0;  ///< its time
+    };
+    /// Would each second up to the one that begins now stay within `share` of the bit rate?
+    bool allows(const Plan& plan, double share) const;
+    /// The largest frame that could go on at `plan`'s pace, beside its reserve, within `share` of it.
+    double largestSteadyFrame(const Plan& plan, double share) const;
+
+  private:
+    static constexpr int kSlots = 32;  ///< in a second
+    static constexpr int64_t kSecond = 1'000'000;
+
+    template <typename Visit>
+    void lookAhead(const Plan& plan, Visit visit) const;
+
+    double perSecond_;
+    std::array<double, kSlots> slots_{};  ///< by slot number modulo kSlots
+    int64_t now_ = 0;                     ///< the current one
+    int64_t time_ = 0;
+};
+
+/// Chooses the quantiser of each frame: the finest one that can be kept up, so that no second carries
+/// more bits than the bit rate allows. Pure: times come from the caller, in microseconds of
+/// presentation, never going back.
 ///
-/// x264 skips a still macroblock unread only while the quantiser does not fall. So the quantiser falls
-/// in few, deliberate steps: with a key frame, with a picture that changes nearly everywhere, and when
-/// the screen has come to rest. A fall at rest is what makes a still picture sharp.
+/// Two things make a quantiser that falls expensive: x264 skips a still macroblock unread only while the
+/// quantiser does not fall, and a finer quantiser encodes all that is still or only moves once more. So
+/// it falls in deliberate steps: with a key frame, little by little in movement, and at once when the
+/// screen has come to rest, which is what makes a still picture sharp.
 class RateController {
   public:
-    /// The quantiser of a picture at rest. Finer ones cost bits that nobody sees.
-    static constexpr int kFinestQp = 4;
+    // What it chooses from; the finest is that of a picture at rest.
+    static constexpr int kFinestQp = X264Session::kFinestQp;
+    static constexpr int kCoarsestQp = X264Session::kCoarsestQp;
     /// So long after the last large change the screen counts as at rest; microseconds.
     static constexpr int64_t kRest = 150'000;
 
     enum class Kind { key, change };
 
+    /// One frame to be: of the last picture when nothing in `content` has changed.
+    struct Request {
+        Kind kind = Kind::change;
+        int64_t time = 0;
+        int64_t nextKey = 0;  ///< time of the next key frame that the cadence asks for
+        PictureContent content;
+    };
+
     /// Bit rate in bits per second.
     RateController(int bitrate, int fps, int macroblocks);
 
-    /// The quantiser for a picture at `time`, handed in or repeated at rest.
-    int choose(Kind kind, int64_t time, const PictureContent& content);
+    int choose(const Request& request);
 
-    /// Tells what it became; follows each `choose` whose picture was encoded.
-    void encoded(Kind kind, int64_t time, const PictureContent& content, int qp, double bits);
+    /// Tells what became of it; follows each `choose` whose frame was encoded.
+    void encoded(const Request& request, int qp, double bits);
 
     /// Has the last picture got the finest quantiser?
     bool isRefined() const { return settledQp_ <= kFinestQp; }
-    /// Would encoding it again now, with nothing changed, improve it by a step that is worth a frame?
-    bool canRefine(int64_t time, const PictureContent& still);
+    /// Would encoding the last picture again improve it by a step that is worth a frame?
+    bool canRefine(const Request& request);
 
   private:
-    /// The last second in slots, so that the bits of any second can be told from its end.
-    static constexpr int kSlots = 32;
-    static constexpr int64_t kSecond = 1'000'000;
-
-    /// What one quantiser would cost: this frame, and each one like it that may follow.
-    struct Cost {
-        double now = 0;
-        double following = 0;
-    };
-    Cost costOf(Kind kind, const PictureContent& content, int qp) const;
+    int chooseForKey(const Request& request) const;
+    int chooseAtRest(const Request& request) const;
+    int chooseInMovement(const Request& request) const;
+    double affordableInMovement(const Request& request) const;
+    SentBits::Plan planFor(const Request& request) const;
     double refinementBits(const PictureContent& content, int qp) const;
-    int finest(Kind kind, const PictureContent& content, double largestFrame, double limit) const;
-    bool isSustainable(const Cost& cost, double limit) const;
+    double expectedChange(const PictureContent& content) const;
     bool isLarge(const PictureContent& content) const;
-    void advance(int64_t time);
+    bool isMoving(const Request& request) const;
 
     const double bitrate_;
     const double fps_;
-    const int macroblocks_;
+    const double macroblocks_;
 
+    SentBits sent_;
     SizeModel keySizes_;
     SizeModel changeSizes_;
     double refinementFactor_;
+    double usualChange_ = 0;
     bool hasKey_ = false;
 
-    int settledQp_ = 51;        ///< that of the last frame
-    int64_t lastLarge_ = 0;     ///< time of the last large change
-    int64_t lastPicture_ = 0;   ///< time of the last frame
-    double picturesPerSecond_;  ///< the pace of late
-
-    std::array<double, kSlots> sent_{};  ///< bits, by slot number modulo kSlots
-    int64_t slot_ = 0;                   ///< the current one
+    bool moved_ = false;            ///< the last frame was movement
+    int movementQp_ = kCoarsestQp;  ///< that of the last frame that was no key frame in movement
+    int settledQp_ = kCoarsestQp;   ///< that of the last frame
+    int64_t lastLarge_ = 0;         ///< time of the last large change
 };
 
 }  // namespace quillon

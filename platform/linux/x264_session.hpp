@@ -25,6 +25,10 @@ class X264Session {
     ByteView sps() const { return sps_; }
     ByteView pps() const { return pps_; }
 
+    // The quantisers that there are.
+    static constexpr int kFinestQp = 2;  ///< near lossless
+    static constexpr int kCoarsestQp = 42;
+
     enum class FrameType { key, delta };
     struct Frame {
         int status = 0;  ///< 0 is success; x264's own number
