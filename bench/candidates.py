@@ -127,11 +127,11 @@ class QuillonHost:
         base = os.path.join(folder, label)
         self.counter_log, self.message_log = base + ".counters", base + ".messages"
         self.summary_path = base + ".json"
-        mux, udid = os.path.join(folder, "mux.sock"), "bench0000000000000000001"
+        mux = os.path.join(folder, "mux.sock")
         if os.path.exists(mux):
             os.unlink(mux)
         self._device = Program(
-            [os.path.join(self.build, "device", "quillon-device"), "--headless", "--no-tcp", "--usbmux", mux, "--udid", udid,
+            [os.path.join(self.build, "device", "quillon-device"), "--headless", "--no-tcp", "--usbmux", mux,
              "--panel", screen.size, "--record", self.stream_path, "--counter-log", self.counter_log, "--message-log",
              self.message_log, "--json", self.summary_path],
             base + ".device.log", end_signal=signal.SIGTERM)
@@ -140,7 +140,7 @@ class QuillonHost:
             home = os.path.join(folder, "home")
             os.makedirs(home, exist_ok=True)
             self.program = Program(
-                host_command(self.build, screen, fps, "--transport", "usb", "--udid", udid), base + ".log",
+                host_command(self.build, screen, fps, "--transport", "usb"), base + ".log",
                 env={**screen.env, **host_environment(home), "USBMUXD_SOCKET_ADDRESS": f"UNIX:{mux}",
                      **self.environment},
                 end_signal=signal.SIGINT)

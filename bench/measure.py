@@ -10,6 +10,7 @@ import time
 
 import candidates
 import full_rate
+import procfs
 import scene_costs
 import small_costs
 import strained_link
@@ -25,6 +26,10 @@ GROUPS = {
     "link": strained_link.measure,
     "small": small_costs.measure,
 }
+
+
+# Cores that may be at work before a measurement.
+BUSY = 0.2
 
 
 class Bench:
@@ -64,6 +69,9 @@ def main():
     folder = tempfile.mkdtemp(prefix="quillon-bench-")
     try:
         bench = Bench(arguments, folder)
+        others = procfs.busy_cores()
+        if others > BUSY:
+            bench.problem(f"other programs keep {others:.1f} cores busy: trust the ratios at most")
         settings = f"{bench.repeats} x {bench.seconds:g} s after {bench.warm_up:g} s of warm-up"
         report = Report(bench.build, settings)
         for name, measure in GROUPS.items():

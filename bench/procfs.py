@@ -52,6 +52,19 @@ def _ticks_seconds(pid):
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
+def busy_cores(seconds=1):
+    """How many cores are at work, over a moment."""
+
+    def ticks():
+        with open("/proc/stat") as file:
+            fields = [int(word) for word in file.readline().split()[1:9]]
+        return sum(fields) - fields[3] - fields[4]  # all but idle and waiting
+
+    before = ticks()
+    time.sleep(seconds)
+    return (ticks() - before) / os.sysconf("SC_CLK_TCK") / seconds
+
+
 class CpuMeter:
     """CPU seconds of a process tree since the meter was made.
 

@@ -53,7 +53,6 @@ def surroundings(build):
     return {
         "date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"),
         "machine": f"{_processor()}, {os.cpu_count()} cores, {memory:.0f} GiB, {platform.system()} {platform.release()}",
-        "load before": f"{os.getloadavg()[0]:.2f}",
         "commit": _first_line("git", "-C", os.path.dirname(os.path.abspath(__file__)), "describe", "--always", "--dirty"),
         "QuillonHost": _first_line(host, "--version") if os.path.exists(host) else "absent",
         "ffmpeg": _first_line("ffmpeg", "-version").partition(" Copyright")[0],

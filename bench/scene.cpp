@@ -3,8 +3,8 @@
 //     --fps N           of the scenes that always move (default 30)
 //     --size WxH        default: the whole screen; needed with --render
 //     --seconds N       default: until the program is ended
-//     --log FILE        a line "index nanoseconds" (CLOCK_MONOTONIC) for every picture that the server
-//                       has drawn
+//     --log FILE        a line "index drawn asked" for every picture that the server has drawn: when it
+//                       had, and when it was asked to (nanoseconds, CLOCK_MONOTONIC)
 //     --render N FILE   instead of playing, writes picture N: a PPM, or raw BGRX rows for FILE.bgra
 //
 // Prints "ready" when the first picture is on the screen.
@@ -143,12 +143,14 @@ void play(const Arguments& arguments) {
     const int64_t end = arguments.seconds > 0 ? start + std::llround(arguments.seconds * kSecond) : INT64_MAX;
     std::optional<uint32_t> shown;
     for (uint32_t index = 0; !ended;) {
+        const int64_t asked = now();
         screen.begin();
         scene->draw(index, shown, screen);
         screen.end();
         const int64_t drawn = now();
         if (log) {
-            fprintf(log.get(), "%u %lld\n", index, static_cast<long long>(drawn));
+            fprintf(log.get(), "%u %lld %lld\n", index, static_cast<long long>(drawn),
+                    static_cast<long long>(asked));
             fflush(log.get());
         }
         if (!shown) {

@@ -199,5 +199,5 @@ def measure(bench, report):
                  ["scene", "candidate", "settled luma", "settled all", "first luma", "first all", "compared", "Mbit/s",
                   "pictures/s"], qualities)
     report.table("Added latency",
-                 "Milliseconds from the end of drawing to the last byte of the first picture that shows it.",
+                 "Milliseconds from the scene's drawing request to the last byte of the first picture that shows it.",
                  ["scene", "candidate", "p50", "p95", "contents never seen"], latencies)

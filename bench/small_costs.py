@@ -108,7 +108,7 @@ def allocation_row(bench, screen, report):
     report.raw["allocations"] = counts
     total = sum(counts.values())
     return Row("allocations", "per picture", "none after warm-up", f"{total:.2f}", total < 0.05,
-               ", ".join(f"{name} {count:.2f}" for name, count in counts.items() if count))
+               "with those inside libxcb: " + ", ".join(f"{name} {count:.2f}" for name, count in counts.items() if count))
 
 
 def measure(bench, report):

@@ -69,7 +69,7 @@ class Stream:
         return [picture for picture in self.pictures if start <= picture.arrival < end]
 
     def latencies(self, first_seen=None):
-        """Milliseconds from the end of drawing to the arrival of the first picture that shows it, per index.
+        """Milliseconds from the scene's drawing request to the arrival of the first picture that shows it, per index.
         `first_seen` replaces the arrivals: index -> moment."""
         if first_seen is None:
             first_seen = {}

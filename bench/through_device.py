@@ -175,5 +175,5 @@ def measure(bench, report):
                            "-" if ours is None else f"{ours:.1f} ms", held))
     report.raw["latency at the device"] = raw
     report.table("Latency at the device",
-                 "Milliseconds from the end of drawing to the decoded picture that shows it; the same decoder for both.",
+                 "Milliseconds from the scene's drawing request to the decoded picture that shows it; the same decoder for both.",
                  ["scene", "candidate", "p50", "p95", "samples"], lines)
