@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 
@@ -20,9 +21,12 @@ struct LoopClock {
 using Duration = LoopClock::duration;
 using Instant = LoopClock::time_point;
 
-/// A wait of so many seconds; a fraction counts.
+/// A wait of so many seconds; a fraction counts. Beyond a billion seconds, which the clock can just hold,
+/// it is that.
 constexpr Duration seconds(double value) {
-    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(value));
+    constexpr double kLongest = 1e9;
+    return std::chrono::duration_cast<Duration>(
+        std::chrono::duration<double>(std::clamp(value, -kLongest, kLongest)));
 }
 
 constexpr double toSeconds(Duration value) {

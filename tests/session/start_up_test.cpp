@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <limits>
+
 #include "tests/session/session_fixture.hpp"
 
 namespace quillon {
@@ -295,6 +297,16 @@ TEST_F(SessionTest, TheDurationEndsTheRun) {
     EXPECT_TRUE(session->state().isRunning());
     run(1500ms);
     EXPECT_EQ(session->state(), Session::State::idle());
+}
+
+TEST_F(SessionTest, AnAbsurdDurationIsJustLong) {
+    machine.attachDevice("tablet-1");
+    Session::Config config = mirroring();
+    config.duration = std::numeric_limits<int64_t>::max();
+    session->start(config);
+    ASSERT_TRUE(eventuallyRunning());
+    run(60s);
+    EXPECT_TRUE(session->state().isRunning());
 }
 
 TEST_F(SessionTest, ThePatternNeedsNoDisplay) {
