@@ -18,9 +18,9 @@ namespace {
 
 /// How soon to ask again whether a picture may be taken: well below a frame, and cheap.
 constexpr auto kAskAgain = 4ms;
-/// How much earlier than 1/fps after the last picture the next may come, to make up for its lateness:
-/// without it every late wake-up would lower the rate for good.
-constexpr auto kCatchUp = 1ms;
+/// How much earlier than 1/fps after the last picture the next may come when that one was late. So the
+/// pictures keep to a grid of 1/fps: a late one neither lowers the rate nor delays all that follow.
+constexpr auto kCatchUp = 4ms;
 /// A mode change may switch the display off for a moment.
 constexpr auto kMissingLimit = 1s;
 
@@ -124,7 +124,7 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
 }
 
 void X11CaptureStream::deliver(Clock::time_point now) {
-    due_ = std::max(due_ + interval_, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 8));
+    due_ = std::max(due_ + interval_, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 4));
     if (isChanged_) {
         const DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
         const DamageRegion changing =

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -52,12 +53,13 @@ void requireBgrx(const X11Connection& connection) {
 
 }  // namespace
 
-X11Grabber::X11Grabber(X11Connection& connection, const PixelRect& place)
+X11Grabber::X11Grabber(X11Connection& connection, const PixelRect& place, Way fastest)
     : connection_(connection), c_(connection.get()) {
     requireBgrx(connection);
     requireExtensions();
-    chooseWay();
+    way_ = std::max(fastest, fastestWay());
     setPlace(place);
+    reportSlowWay();
     const uint32_t gcValues[] = {XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
     gc_ = xcb_generate_id(c_);
     xcb_create_gc(c_, gc_, connection.root(), XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES, gcValues);
@@ -86,32 +88,28 @@ void X11Grabber::requireExtensions() {
     damageEvent_ = connection_.extension(xcb_damage_id)->first_event;
 }
 
-void X11Grabber::chooseWay() {
-    const char* missing = "it has no shared memory with this program";
-    if (connection_.extension(xcb_shm_id) != nullptr) {
-        const auto cookie = xcb_shm_query_version(c_);
-        const auto version = owned(xcb_shm_query_version_reply(c_, cookie, nullptr));
-        const bool passesDescriptors = version && (version->major_version > 1 || version->minor_version >= 2);
-        if (passesDescriptors) {
-            way_ = version->shared_pixmaps != 0 && version->pixmap_format == XCB_IMAGE_FORMAT_Z_PIXMAP
-                       ? Way::sharedPixmap
-                       : Way::sharedImage;
-            missing = "it shares no pixmaps";
-        }
-    }
+X11Grabber::Way X11Grabber::fastestWay() const {
+    if (connection_.extension(xcb_shm_id) == nullptr) return Way::plainImage;
+    const auto version = owned(xcb_shm_query_version_reply(c_, xcb_shm_query_version(c_), nullptr));
+    // Memory is passed as a descriptor, which MIT-SHM 1.2 brought.
+    if (!version || (version->major_version == 1 && version->minor_version < 2)) return Way::plainImage;
+    const bool sharesPixmaps =
+        version->shared_pixmaps != 0 && version->pixmap_format == XCB_IMAGE_FORMAT_Z_PIXMAP;
+    return sharesPixmaps ? Way::sharedPixmap : Way::sharedImage;
+}
+
+void X11Grabber::reportSlowWay() const {
     if (way_ == Way::sharedPixmap) return;
-    Log::write(formatted("[capture] slower capture from this X server: %s", missing));
+    Log::write(formatted("[capture] slower capture: this X server shares no %s with the program",
+                         way_ == Way::sharedImage ? "pixmaps" : "memory"));
 }
 
 void X11Grabber::setPlace(const PixelRect& place) {
     releaseMemory();
     place_ = place;
     memoryBytes_ = static_cast<size_t>(stride()) * place.height;
-    if (way_ != Way::plainImage && !attachMemory()) {
-        way_ = Way::plainImage;
-        Log::write(
-            "[capture] slower capture from this X server: it refuses shared memory (another machine?)");
-    }
+    // A server on another machine cannot attach it.
+    if (way_ != Way::plainImage && !attachMemory()) way_ = Way::plainImage;
     if (way_ == Way::plainImage) {
         memory_ = new uint8_t[memoryBytes_]();
     } else if (way_ == Way::sharedPixmap) {

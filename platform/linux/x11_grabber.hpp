@@ -16,9 +16,17 @@ namespace quillon {
 /// in it. One thread at a time.
 class X11Grabber {
   public:
-    /// `connection` outlives the grabber. `place` is the part, on the root window. Throws
-    /// CaptureFailure when this screen cannot be read.
-    X11Grabber(X11Connection& connection, const PixelRect& place);
+    /// How pixels come from the server, the fastest first.
+    enum class Way {
+        sharedPixmap,  ///< the server copies what changed into memory shared with it
+        sharedImage,   ///< it copies whole rows there
+        plainImage,    ///< pixels travel through the connection
+    };
+
+    /// `connection` outlives the grabber. `place` is the part, on the root window. Takes
+    /// the fastest way that the server knows, from `fastest` on. Throws CaptureFailure when this screen
+    /// cannot be read.
+    X11Grabber(X11Connection& connection, const PixelRect& place, Way fastest = Way::sharedPixmap);
     ~X11Grabber();
     X11Grabber(const X11Grabber&) = delete;
     X11Grabber& operator=(const X11Grabber&) = delete;
@@ -37,15 +45,9 @@ class X11Grabber {
     ConstPlane pixels() const { return {memory_, stride()}; }
 
   private:
-    /// How pixels come from the server, the fastest first.
-    enum class Way {
-        sharedPixmap,  ///< the server copies what changed into memory shared with it
-        sharedImage,   ///< it copies whole rows there
-        plainImage,    ///< pixels travel through the connection
-    };
-
     void requireExtensions();
-    void chooseWay();
+    Way fastestWay() const;
+    void reportSlowWay() const;
     bool attachMemory();
     void releaseMemory();
     int stride() const { return place_.width * 4; }
