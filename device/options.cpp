@@ -128,6 +128,8 @@ constexpr OptionRule kRules[] = {
 
     {"--headless", "", "no window; every decoded frame counts as shown",
      [](Options& o, std::string_view) { return setFlag(o.headless); }},
+    {"--window", "WxH", "the window's size at first (default: the panel's, as far as the desktop allows)",
+     [](Options& o, std::string_view v) { return storeParsed(o.window, parseSize(v)); }},
     {"--view-only", "", "the mouse over the window touches nothing",
      [](Options& o, std::string_view) { return setFlag(o.viewOnly); }},
     {"--follow-window", "", "report the window's size as the panel when it changes",

@@ -39,6 +39,7 @@ struct Options {
 
     // What the user sees and does.
     bool headless = false;
+    std::optional<Size> window;           ///< its size at first; as large as the desktop allows without
     bool viewOnly = false;                ///< the window's mouse touches nothing
     bool followWindow = false;            ///< report the window's size as the panel
     std::optional<Size> mirroredDisplay;  ///< shape of a mirrored display, which no message tells

@@ -65,7 +65,7 @@ Window::Video::~Video() {
 
 Window::Window(Device& device, const Options& options)
     : device_(device), options_(options), changedEvent_(SDL_RegisterEvents(1)) {
-    const Size size = fittedToDesktop(options.panel);
+    const Size size = fittedToDesktop(options.window.value_or(options.panel));
     window_.reset(SDL_CreateWindow(kTitle, SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, size.width,
                                    size.height, SDL_WINDOW_RESIZABLE));
     if (!window_) throw sdlError("no window");

@@ -18,6 +18,10 @@ declare -A QUILLON_PACKAGES=(
     # machine has no display.
     [run]="fonts-dejavu-core xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils"
 
+    # The desktop that the demo puts on such a server: a window manager and terminals.
+    [desktop]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils
+        openbox xterm procps fonts-dejavu-core"
+
     # The tests' own tools, and Clang for the checks that GCC does not have.
     [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool iproute2
         fonts-dejavu-core clang-16 clang-format"
