@@ -15,6 +15,7 @@
 #include "platform/linux/x264_change_map.hpp"
 #include "platform/linux/x264_content_probe.hpp"
 #include "platform/linux/x264_keyframe_cadence.hpp"
+#include "platform/linux/x264_link_estimate.hpp"
 #include "platform/linux/x264_rate_controller.hpp"
 #include "platform/linux/x264_session.hpp"
 
@@ -31,9 +32,14 @@ constexpr int kUnusablePicture = -2;
 constexpr Duration kRestBeforeRefinement = std::chrono::microseconds(RateController::kRest);
 /// Between two steps of the improvement, so that a picture that comes meanwhile waits for one at most.
 constexpr Duration kBetweenRefinements = 50ms;
+/// While there are no bits for one, it waits twice as long each time, and gives up after this.
+constexpr Duration kLongestPatience = 4s;
 // While the link is busy an improvement asks again, less and less often.
 constexpr Duration kFirstRetry = 4ms;
 constexpr Duration kLastRetry = 64ms;
+// A link that is busy for too long is asked again so often, later after every eighth of the time.
+constexpr Duration kBetweenProbes = 8ms;
+constexpr int kProbePrecision = 8;
 
 /// Room for one converted picture.
 class I420Buffer {
@@ -87,6 +93,8 @@ class X264Encoder : public VideoEncoder {
           probe_(settings.width, settings.height),
           rate_(settings.bitrate, settings.fps, changes_.macroblocks()),
           cadence_(settings.fps, settings.keyframeSeconds),
+          frameInterval_(seconds(1.0 / std::max(1, settings.fps))),
+          link_(frameInterval_),
           converted_(settings.width, settings.height) {
         arrived_.markAll();
         thread_ = std::thread([this] {
@@ -161,19 +169,42 @@ class X264Encoder : public VideoEncoder {
                 guard.lock();
             } else if (ending_) {
                 return;
-            } else if (!canImprove_) {
+            } else if (!canImprove_ && !probes_) {
                 wake_.wait(guard);
-            } else if (wake_.wait_until(guard, nextImprovement_) == std::cv_status::timeout &&
-                       !waiting_.picture && !ending_) {
+            } else if (wake_.wait_until(guard, nextAlarm()) == std::cv_status::timeout && !waiting_.picture &&
+                       !ending_) {
                 guard.unlock();
-                improve();
+                probes_ ? probe() : improve();
                 guard.lock();
             }
         }
     }
 
+    SteadyClock::time_point nextAlarm() const { return probes_ ? nextProbe_ : nextImprovement_; }
+
+    /// Asks whether the link can take a frame, and learns how fast it is.
+    bool askLink() {
+        const bool free = callbacks_.ready();
+        if (free) {
+            link_.sawFree(clock_.now());
+            rate_.setLink(link_.bitsPerSecond());
+            probes_ = false;
+        } else {
+            link_.sawBusy(clock_.now());
+        }
+        return free;
+    }
+
+    /// A frame interval has passed and no picture came: is it the screen that rests, or the link that is
+    /// still busy?
+    void probe() {
+        if (askLink()) return;
+        const auto now = SteadyClock::now();
+        nextProbe_ = now + std::max(kBetweenProbes, Duration(now - sentAt_) / kProbePrecision);
+    }
+
     void take(const Submission& submission) {
-        if (!callbacks_.ready()) {
+        if (!askLink()) {
             canImprove_ = false;
             current_.picture.reset();
             callbacks_.pictureWanted();
@@ -203,7 +234,7 @@ class X264Encoder : public VideoEncoder {
 
     /// Encodes the last picture once more with nothing changed, at a finer quantiser.
     void improve() {
-        if (!callbacks_.ready()) {
+        if (!askLink()) {
             nextImprovement_ = SteadyClock::now() + retry_;
             retry_ = std::min(retry_ * 2, kLastRetry);
             return;
@@ -211,12 +242,20 @@ class X264Encoder : public VideoEncoder {
         const auto passed =
             std::chrono::duration_cast<std::chrono::microseconds>(clock_.now() - current_.handedIn);
         const int64_t time = current_.time + passed.count();
-        if (rate_.canRefine(requestFor(time, probe_.still()))) encodeFrame(time);
-        scheduleImprovement(kBetweenRefinements);
+        if (rate_.canRefine(requestFor(time, probe_.still()))) {
+            encodeFrame(time);
+            scheduleImprovement(kBetweenRefinements);
+        } else {
+            nextImprovement_ = SteadyClock::now() + patience_;
+            patience_ *= 2;
+            canImprove_ = patience_ <= kLongestPatience;
+            if (!canImprove_) current_.picture.reset();
+        }
     }
 
     void scheduleImprovement(Duration pause) {
         retry_ = kFirstRetry;
+        patience_ = kBetweenRefinements;
         nextImprovement_ = SteadyClock::now() + pause;
         canImprove_ = !rate_.isRefined() && !cadence_.isDue(lastTime_);
         if (!canImprove_) current_.picture.reset();
@@ -237,8 +276,12 @@ class X264Encoder : public VideoEncoder {
             return;
         }
         cadence_.encoded(isKey, time);
-        rate_.encoded(request, qp, 8.0 * static_cast<double>(frame.data.size()));
+        const double bits = 8.0 * static_cast<double>(frame.data.size());
+        rate_.encoded(request, qp, bits);
         changes_.clear();
+        probes_ = link_.sent(clock_.now(), bits);
+        sentAt_ = SteadyClock::now();
+        nextProbe_ = sentAt_ + frameInterval_;
         callbacks_.onSample({.dropped = frame.data.empty(),
                              .sps = session_.sps(),
                              .pps = session_.pps(),
@@ -282,6 +325,11 @@ class X264Encoder : public VideoEncoder {
     ContentProbe probe_;
     RateController rate_;
     KeyframeCadence cadence_;
+    const Duration frameInterval_;
+    LinkEstimate link_;
+    bool probes_ = false;  ///< the link has a frame and has not been seen free since
+    SteadyClock::time_point nextProbe_;
+    SteadyClock::time_point sentAt_;
     I420Buffer converted_;
     Submission current_;  ///< its picture while `planes_` are that picture's own
     std::array<Picture::Plane, 3> planes_{};
@@ -289,6 +337,7 @@ class X264Encoder : public VideoEncoder {
     bool canImprove_ = false;
     SteadyClock::time_point nextImprovement_;
     Duration retry_ = kFirstRetry;
+    Duration patience_ = kBetweenRefinements;
 
     Mutex joinLock_;
     std::thread thread_;  ///< started last; joined under joinLock_

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/time.hpp"
+
 namespace quillon {
 
 namespace {
@@ -35,6 +37,9 @@ constexpr double kMostAfterFall = 1.5;
 constexpr double kLargestFirstFrame = 0.25;
 constexpr double kLargestKeyFrame = 0.5;
 constexpr double kLargestRefinement = 0.17;
+constexpr double kGrowthAtRest = 0.25;  // a second
+/// On a link that is known to be too slow for the bit rate: so many seconds of the link.
+constexpr double kLongestOnLink = 0.125;
 /// Refinements leave the rest of a second's bits to what happens next.
 constexpr double kShareOfRefinement = 0.75;
 
@@ -129,13 +134,31 @@ double SentBits::largestSteadyFrame(const Plan& plan, double share) const {
 }
 
 RateController::RateController(int bitrate, int fps, int macroblocks)
-    : bitrate_(std::max(1, bitrate)),
+    : asked_(std::max(1, bitrate)),
+      link_(std::numeric_limits<double>::infinity()),
+      bitrate_(asked_),
       fps_(std::max(1, fps)),
       macroblocks_(macroblocks),
       sent_(bitrate_),
       keySizes_(kKeyBits, kKeyStepsToHalve),
       changeSizes_(kChangeBits, kChangeStepsToHalve),
       refinementFactor_(kRefinementFactor) {}
+
+void RateController::setLink(double bitsPerSecond) {
+    link_ = bitsPerSecond;
+    bitrate_ = std::min(asked_, link_);
+    sent_.setLimit(bitrate_);
+}
+
+double RateController::largest(double share) const {
+    return std::min(bitrate_ * share, link_ * kLongestOnLink);
+}
+
+/// The longer nothing has been sent, the larger an improvement may be, so that it comes on any link.
+double RateController::largestAtRest(const Request& request) const {
+    const double idle = toSeconds(std::chrono::microseconds(request.time - lastFrame_));
+    return bitrate_ * std::clamp(idle * kGrowthAtRest, kLargestRefinement, kShareOfRefinement);
+}
 
 int RateController::choose(const Request& request) {
     sent_.advance(request.time);
@@ -145,24 +168,25 @@ int RateController::choose(const Request& request) {
 
 int RateController::chooseForKey(const Request& request) const {
     const bool moves = hasKey_ && isMoving(request);
-    const double largest = bitrate_ * (hasKey_ ? kLargestKeyFrame : kLargestFirstFrame);
+    const double most = largest(hasKey_ ? kLargestKeyFrame : kLargestFirstFrame);
     SentBits::Plan plan = planFor(request);
     plan.reserved = 0;
     for (int qp = moves ? std::max(kFinestMovingQp, movementQp_ - kFinerKey) : kFinestQp; qp < kCoarsestQp;
          ++qp) {
         plan.now = keySizes_.bits(request.content.detail, qp);
-        if (plan.now <= largest && sent_.allows(plan, 1)) return qp;
+        if (plan.now <= most && sent_.allows(plan, 1)) return qp;
     }
     return kCoarsestQp;
 }
 
 int RateController::chooseAtRest(const Request& request) const {
     const double share = request.content.changedMacroblocks == 0 ? kShareOfRefinement : 1;
+    const double most = largestAtRest(request);
     SentBits::Plan plan = planFor(request);
     for (int qp = kFinestQp; qp < kCoarsestQp; ++qp) {
         plan.following = changeSizes_.bits(request.content.change, qp);
         plan.now = plan.following + refinementBits(request.content, qp);
-        if (plan.now <= bitrate_ * kLargestRefinement && sent_.allows(plan, share)) return qp;
+        if (plan.now <= most && sent_.allows(plan, share)) return qp;
     }
     return kCoarsestQp;
 }
@@ -218,6 +242,7 @@ void RateController::encoded(const Request& request, int qp, double bits) {
     if (request.kind == Kind::change || !moved_) movementQp_ = qp;
     moved_ = isMoving(request);
     if (isLarge(content)) lastLarge_ = request.time;
+    lastFrame_ = request.time;
     settledQp_ = qp;
 }
 
@@ -230,7 +255,7 @@ SentBits::Plan RateController::planFor(const Request& request) const {
     const int keyQp = std::max(kFinestQp, movementQp_ - kFinerKey);
     const double key = keySizes_.bits(request.content.detail, keyQp);
     return {
-        .pace = fps_, .reserved = std::min(key, bitrate_ * kLargestKeyFrame), .reservedAt = request.nextKey};
+        .pace = fps_, .reserved = std::min(key, largest(kLargestKeyFrame)), .reservedAt = request.nextKey};
 }
 
 /// What reading still macroblocks again costs when the quantiser falls to `qp`.

@@ -33,6 +33,7 @@ class SizeModel {
 class SentBits {
   public:
     explicit SentBits(double perSecond) : perSecond_(perSecond) {}
+    void setLimit(double perSecond) { perSecond_ = perSecond; }
 
     /// Times in microseconds; never back.
     void advance(int64_t time);
@@ -93,6 +94,9 @@ class RateController {
     /// Bit rate in bits per second.
     RateController(int bitrate, int fps, int macroblocks);
 
+    /// What the link is known to take, in bits a second: infinite, or less than the bit rate.
+    void setLink(double bitsPerSecond);
+
     int choose(const Request& request);
 
     /// Tells what became of it; follows each `choose` whose frame was encoded.
@@ -114,7 +118,14 @@ class RateController {
     bool isLarge(const PictureContent& content) const;
     bool isMoving(const Request& request) const;
 
-    const double bitrate_;
+    /// The size of a frame that takes `share` of the bit rate's second, and no longer than it may on a
+    /// slow link.
+    double largest(double share) const;
+    double largestAtRest(const Request& request) const;
+
+    const double asked_;  ///< bits a second
+    double link_;
+    double bitrate_;  ///< the smaller of both
     const double fps_;
     const double macroblocks_;
 
@@ -128,6 +139,7 @@ class RateController {
     bool moved_ = false;            ///< the last frame was movement
     int movementQp_ = kCoarsestQp;  ///< that of the last frame that was no key frame in movement
     int settledQp_ = kCoarsestQp;   ///< that of the last frame
+    int64_t lastFrame_ = 0;         ///< time of the last frame
     int64_t lastLarge_ = 0;         ///< time of the last large change
 };
 

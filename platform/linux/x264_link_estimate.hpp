@@ -1,0 +1,61 @@
+#pragma once
+
+#include <algorithm>
+#include <limits>
+
+#include "base/time.hpp"
+
+namespace quillon {
+
+/// How fast the link takes frames, learned from how long it stays busy with each. Without it the
+/// encoder would fill a second of the bit rate that it was given even where the link takes far longer,
+/// and what the user sees and points at would wait behind a key frame.
+///
+/// Only a link that was seen busy for longer than a frame's interval tells its speed; one that is always
+/// free again in time is at least so fast.
+class LinkEstimate {
+  public:
+    explicit LinkEstimate(Duration frameInterval) : frameInterval_(frameInterval) {}
+
+    /// Bits a second; infinite while the link has never been too slow.
+    double bitsPerSecond() const { return bitsPerSecond_; }
+
+    /// A frame of so many bits went to the link. False when it is too small to learn from.
+    bool sent(Instant now, double bits) {
+        sentAt_ = now;
+        bits_ = bits < kLeastTelling ? 0 : bits;
+        wasBusy_ = false;
+        return bits_ > 0;
+    }
+    /// The link was asked and is still busy with that frame.
+    void sawBusy(Instant now) { wasBusy_ = wasBusy_ || now - sentAt_ >= frameInterval_; }
+    /// The link was asked and is free.
+    void sawFree(Instant now) {
+        if (bits_ == 0) return;
+        const double speed = bits_ / std::max(toSeconds(now - sentAt_), toSeconds(kLeastTime));
+        bits_ = 0;
+        if (wasBusy_) {
+            const bool isFirst = bitsPerSecond_ == kUnlimited;
+            bitsPerSecond_ =
+                std::max(kSlowest, isFirst ? speed : bitsPerSecond_ + kGain * (speed - bitsPerSecond_));
+        } else {
+            bitsPerSecond_ = std::max(bitsPerSecond_ * kCuriosity, speed);
+        }
+    }
+
+  private:
+    static constexpr double kUnlimited = std::numeric_limits<double>::infinity();
+    static constexpr double kLeastTelling = 50'000;  ///< bits
+    static constexpr double kSlowest = 500'000;      ///< bits a second; a stall is not a speed
+    static constexpr double kGain = 0.5;
+    static constexpr double kCuriosity = 1.02;  ///< a frame that went well lets the next be larger
+    static constexpr Duration kLeastTime = 1ms;
+
+    const Duration frameInterval_;
+    double bitsPerSecond_ = kUnlimited;
+    Instant sentAt_{};
+    double bits_ = 0;  ///< of the frame that the link has; 0 when it is known to be free
+    bool wasBusy_ = false;
+};
+
+}  // namespace quillon

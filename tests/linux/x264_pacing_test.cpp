@@ -1,0 +1,325 @@
+// The parts of the encoder that decide when and how large: all pure.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "platform/linux/x264_content_probe.hpp"
+#include "platform/linux/x264_keyframe_cadence.hpp"
+#include "platform/linux/x264_link_estimate.hpp"
+#include "platform/linux/x264_rate_controller.hpp"
+#include "tests/linux/x264_test_support.hpp"
+
+namespace quillon {
+namespace {
+
+using x264_test::drawNoise;
+using x264_test::makeI420;
+
+constexpr int64_t kSecond = 1'000'000;
+
+/// Encodes a key frame at `time`, then delta frames at the given interval, and counts them until the
+/// next key frame is due.
+int framesUntilDue(KeyframeCadence& cadence, int64_t time, int64_t interval) {
+    cadence.encoded(true, time);
+    int frames = 1;
+    for (time += interval; !cadence.isDue(time); time += interval) {
+        cadence.encoded(false, time);
+        ++frames;
+    }
+    return frames;
+}
+
+TEST(KeyframeCadenceTest, FirstFrameIsAKeyFrame) {
+    EXPECT_TRUE(KeyframeCadence(60, 2).isDue(0));
+}
+
+TEST(KeyframeCadenceTest, TwoSecondsAt60AreAtMost120Frames) {
+    KeyframeCadence cadence(60, 2);
+    EXPECT_EQ(framesUntilDue(cadence, 0, 1), 120);
+}
+
+TEST(KeyframeCadenceTest, OrTwoSecondsWhicheverComesFirst) {
+    KeyframeCadence cadence(60, 2);
+    EXPECT_EQ(framesUntilDue(cadence, 5 * kSecond, kSecond / 10), 20);
+    EXPECT_FALSE(cadence.isDue(7 * kSecond - 1));
+    EXPECT_TRUE(cadence.isDue(7 * kSecond));
+    EXPECT_EQ(cadence.next(), 7 * kSecond);
+}
+
+TEST(KeyframeCadenceTest, NoIntervalMeansOnlyTheFirst) {
+    KeyframeCadence cadence(30, 0);
+    cadence.encoded(true, 0);
+    EXPECT_FALSE(cadence.isDue(3600 * kSecond));
+}
+
+TEST(KeyframeCadenceTest, RestartAsksForOneAtOnce) {
+    KeyframeCadence cadence(30, 2);
+    cadence.encoded(true, 0);
+    cadence.restart();
+    EXPECT_TRUE(cadence.isDue(1));
+}
+
+TEST(KeyframeCadenceTest, LargeSettingsDoNotOverflow) {
+    KeyframeCadence cadence(2'000'000'000, 2'000'000'000);
+    cadence.encoded(true, 0);
+    EXPECT_FALSE(cadence.isDue(3600 * kSecond));
+}
+
+TEST(ContentProbeTest, SeesChangeOnlyWhereItIsMarked) {
+    auto picture = makeI420(64, 64);
+    ChangeMap changes(64, 64);
+    changes.markAll();
+    ContentProbe probe(64, 64);
+    probe.look(picture->planes[0], changes);
+    changes.clear();
+    drawNoise(*picture, {0, 0, 64, 64}, 1);
+    EXPECT_EQ(probe.look(picture->planes[0], changes).change, 0);
+    changes.mark({0, 0, 16, 16});
+    const double one = probe.look(picture->planes[0], changes).change;
+    changes.markAll();
+    const double rest = probe.look(picture->planes[0], changes).change;
+    EXPECT_GT(one, 10);
+    EXPECT_GT(rest, 5 * one);
+    EXPECT_EQ(probe.still().change, 0);
+    EXPECT_EQ(probe.still().changedMacroblocks, 0);
+    EXPECT_GT(probe.still().detail, rest / 2);
+}
+
+TEST(ContentProbeTest, ReadsNothingBeyondSmallPictures) {
+    for (const Size size : {Size{2, 2}, Size{18, 6}, Size{34, 20}}) {
+        const auto picture = makeI420(size.width, size.height);
+        ChangeMap changes(size.width, size.height);
+        changes.markAll();
+        ContentProbe probe(size.width, size.height);
+        EXPECT_GT(probe.look(picture->planes[0], changes).detail, 0);
+    }
+}
+
+TEST(SizeModelTest, LearnsLevelAndSlope) {
+    SizeModel model(50, 13);
+    const auto truth = [](int qp) { return 1000 * 200 * std::exp2(-qp / 8.0); };
+    for (int i = 0; i < 12; ++i) {
+        const int qp = 16 + i % 3 * 6;
+        model.learn(1000, qp, truth(qp), SizeModel::Learn::levelAndSlope, 0.7);
+    }
+    EXPECT_NEAR(std::log2(model.bits(1000, 22) / truth(22)), 0, 0.3);
+    EXPECT_NEAR(std::log2(model.bits(1000, 10) / truth(10)), 0, 0.6);
+}
+
+TEST(SizeModelTest, IgnoresFramesWithoutContent) {
+    SizeModel model(50, 13);
+    const double before = model.bits(1000, 20);
+    model.learn(0, 20, 100'000, SizeModel::Learn::level, 1);
+    model.learn(1000, 20, 100, SizeModel::Learn::level, 1);
+    EXPECT_EQ(model.bits(1000, 20), before);
+}
+
+TEST(SentBitsTest, ForgetsAfterASecond) {
+    SentBits sent(1000);
+    sent.advance(0);
+    sent.add(800);
+    EXPECT_FALSE(sent.allows({.now = 300, .pace = 30, .reservedAt = INT64_MAX}, 1));
+    sent.advance(kSecond / 2);
+    EXPECT_FALSE(sent.allows({.now = 300, .pace = 30, .reservedAt = INT64_MAX}, 1));
+    sent.advance(kSecond + kSecond / 16);
+    EXPECT_TRUE(sent.allows({.now = 1000, .pace = 30, .reservedAt = INT64_MAX}, 1));
+    sent.advance(3600 * kSecond);
+    EXPECT_TRUE(sent.allows({.now = 1000, .pace = 30, .reservedAt = INT64_MAX}, 1));
+}
+
+TEST(SentBitsTest, SteadyFramesFillASecond) {
+    SentBits sent(30'000);
+    sent.advance(0);
+    EXPECT_NEAR(sent.largestSteadyFrame({.pace = 30, .reservedAt = INT64_MAX}, 1), 1000, 1);
+    EXPECT_NEAR(sent.largestSteadyFrame({.pace = 30, .reserved = 15'000, .reservedAt = kSecond / 2}, 1), 500,
+                40);
+}
+
+/// A screen whose frames take `complexity` bits for each macroblock at quantiser 20, half with each
+/// `steps` of it; key frames five times that.
+struct Screen {
+    double complexity = 40;
+    double steps = 6;
+    double bits(bool key, int qp, int macroblocks) const {
+        return macroblocks * complexity * (key ? 5 : 1) * std::exp2((20 - qp) / steps);
+    }
+};
+
+/// Runs full motion and gives the bits of each frame.
+std::vector<double> runMotion(RateController& rate, const Screen& screen, int fps, int frames,
+                              int macroblocks) {
+    std::vector<double> result;
+    for (int i = 0; i < frames; ++i) {
+        const bool key = i % (2 * fps) == 0;
+        const int64_t time = i * kSecond / fps;
+        const RateController::Request request{
+            .kind = key ? RateController::Kind::key : RateController::Kind::change,
+            .time = time,
+            .nextKey = (i / (2 * fps) + 1) * 2 * kSecond,
+            .content = {.changedMacroblocks = macroblocks,
+                        .change = 10.0 * macroblocks,
+                        .detail = 8.0 * macroblocks}};
+        const int qp = rate.choose(request);
+        EXPECT_GE(qp, RateController::kFinestQp);
+        EXPECT_LE(qp, RateController::kCoarsestQp);
+        result.push_back(screen.bits(key, qp, macroblocks));
+        rate.encoded(request, qp, result.back());
+    }
+    return result;
+}
+
+double worstSecond(const std::vector<double>& frames, int fps) {
+    double worst = 0;
+    for (size_t i = 0; i + fps <= frames.size(); ++i) {
+        double sum = 0;
+        for (size_t j = i; j < i + fps; ++j) sum += frames[j];
+        worst = std::max(worst, sum);
+    }
+    return worst;
+}
+
+TEST(RateControllerTest, AnySecondOfMotionStaysWithinTheBitRate) {
+    constexpr int kMacroblocks = 12288;
+    for (const int fps : {30, 60}) {
+        for (const double steps : {4.0, 6.0, 12.0}) {
+            for (const double complexity : {10.0, 40.0, 60.0}) {
+                RateController rate(18'000'000, fps, kMacroblocks);
+                const auto frames = runMotion(rate, {complexity, steps}, fps, 8 * fps, kMacroblocks);
+                const std::vector<double> settled(frames.begin() + fps, frames.end());
+                EXPECT_LT(worstSecond(settled, fps), 18'000'000 * 1.1)
+                    << fps << " " << steps << " " << complexity;
+            }
+        }
+    }
+}
+
+TEST(RateControllerTest, MotionIsNeverStarved) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    const auto frames = runMotion(rate, {}, 30, 240, kMacroblocks);
+    EXPECT_GT(*std::min_element(frames.begin() + 60, frames.end()), 18'000'000 / 30.0 / 5);
+}
+
+TEST(RateControllerTest, ASlowLinkBoundsSecondsAndKeyFrames) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    rate.setLink(8'000'000);
+    const auto frames = runMotion(rate, {}, 30, 240, kMacroblocks);
+    const std::vector<double> settled(frames.begin() + 60, frames.end());
+    EXPECT_LT(worstSecond(settled, 30), 8'000'000 * 1.1);
+    EXPECT_LT(*std::max_element(settled.begin(), settled.end()), 8'000'000 / 6.0);
+}
+
+TEST(RateControllerTest, RestEndsAtTheFinestQuantiserInAFewSteps) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    runMotion(rate, {}, 30, 50, kMacroblocks);
+    int64_t time = 50 * kSecond / 30;
+    int steps = 0;
+    for (; steps < 100 && !rate.isRefined(); time += kSecond / 20) {
+        RateController::Request request{
+            .time = time, .nextKey = INT64_MAX, .content = {.detail = 8.0 * kMacroblocks}};
+        if (!rate.canRefine(request)) continue;
+        const int qp = rate.choose(request);
+        rate.encoded(request, qp, 1'000'000);
+        ++steps;
+    }
+    EXPECT_TRUE(rate.isRefined());
+    EXPECT_GE(steps, 1);
+    EXPECT_LE(steps, 8);
+}
+
+TEST(RateControllerTest, NothingIsRefinedWhileTheScreenMoves) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    runMotion(rate, {}, 30, 50, kMacroblocks);
+    const int64_t last = 49 * kSecond / 30;
+    EXPECT_FALSE(rate.canRefine(
+        {.time = last + 10'000, .nextKey = INT64_MAX, .content = {.detail = 8.0 * kMacroblocks}}));
+}
+
+TEST(RateControllerTest, TypingOnARefinedScreenKeepsTheFinestQuantiser) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    RateController::Request request{.kind = RateController::Kind::key,
+                                    .nextKey = 2 * kSecond,
+                                    .content = {kMacroblocks, 10.0 * kMacroblocks, 2.0 * kMacroblocks}};
+    rate.encoded(request, RateController::kFinestQp, 5'000'000);
+    for (int i = 1; i < 15; ++i) {
+        request = {.time = i * kSecond / 10 + RateController::kRest,
+                   .nextKey = 2 * kSecond,
+                   .content = {2, 20, 2.0 * kMacroblocks}};
+        const int qp = rate.choose(request);
+        EXPECT_EQ(qp, RateController::kFinestQp);
+        rate.encoded(request, qp, 4000);
+    }
+}
+
+TEST(RateControllerTest, AbsurdSettingsStillGiveQuantisers) {
+    for (const int bitrate : {-5, 0, 1, 2'000'000'000}) {
+        for (const int fps : {-1, 0, 1, 1000}) {
+            RateController rate(bitrate, fps, 1);
+            for (int64_t i = 0; i < 20; ++i) {
+                const RateController::Request request{
+                    .kind = i == 0 ? RateController::Kind::key : RateController::Kind::change,
+                    .time = i * 10'000,
+                    .nextKey = INT64_MAX,
+                    .content = {1, 1, 1}};
+                const int qp = rate.choose(request);
+                EXPECT_GE(qp, RateController::kFinestQp);
+                EXPECT_LE(qp, RateController::kCoarsestQp);
+                rate.encoded(request, qp, 1000);
+            }
+        }
+    }
+}
+
+class LinkEstimateTest : public testing::Test {
+  protected:
+    /// Sends a frame that takes `taken`; the link is asked every 8 ms after the first interval.
+    void send(double bits, Duration taken) {
+        if (!link_.sent(now_, bits)) return;
+        Instant asked = now_ + kInterval;
+        for (; asked < now_ + taken; asked += 8ms) link_.sawBusy(asked);
+        now_ = std::max(asked, now_ + taken);
+        link_.sawFree(now_);
+    }
+
+    static constexpr Duration kInterval = 33ms;
+    LinkEstimate link_{kInterval};
+    Instant now_{};
+};
+
+TEST_F(LinkEstimateTest, ALinkThatIsAlwaysFreeIsUnlimited) {
+    for (int i = 0; i < 50; ++i) send(600'000, 20ms);
+    EXPECT_TRUE(std::isinf(link_.bitsPerSecond()));
+}
+
+TEST_F(LinkEstimateTest, ABusyLinkTellsItsSpeed) {
+    send(4'000'000, 500ms);
+    EXPECT_NEAR(link_.bitsPerSecond(), 8'000'000, 200'000);
+}
+
+TEST_F(LinkEstimateTest, FollowsALinkThatGetsFaster) {
+    send(4'000'000, 500ms);
+    for (int i = 0; i < 60; ++i) send(link_.bitsPerSecond() / 30, 1ms);
+    EXPECT_GT(link_.bitsPerSecond(), 18'000'000);
+}
+
+TEST_F(LinkEstimateTest, SmallFramesTellNothing) {
+    send(4'000'000, 500ms);
+    const double before = link_.bitsPerSecond();
+    for (int i = 0; i < 60; ++i) send(1000, 100ms);
+    EXPECT_EQ(link_.bitsPerSecond(), before);
+}
+
+TEST_F(LinkEstimateTest, AStallIsNotASpeed) {
+    send(100'000, 60s);
+    EXPECT_GE(link_.bitsPerSecond(), 500'000);
+}
+
+}  // namespace
+}  // namespace quillon
