@@ -112,6 +112,8 @@ std::optional<int> ChildProcess::waitForEnd(std::chrono::milliseconds limit) {
     int raw = 0;
     waitpid(process_, &raw, 0);
     status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+    std::unique_lock held(lock_);
+    changed_.wait_for(held, std::chrono::seconds(5), [this] { return closed_; });
     return status_;
 }
 
