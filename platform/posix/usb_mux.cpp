@@ -14,6 +14,15 @@ UsbMux::Device deviceOf(const usbmuxd_device_info_t& record) {
             record.product_id, static_cast<int>(record.conn_type)};
 }
 
+/// The identifier as libusbmuxd compares it: one of 24 characters gets a hyphen after the eighth. People
+/// know it in both forms.
+std::string comparable(const std::string& udid) {
+    constexpr size_t kPlainLength = 24;
+    constexpr size_t kFirstPart = 8;
+    if (udid.size() != kPlainLength || udid.find('-') != std::string::npos) return udid;
+    return udid.substr(0, kFirstPart) + "-" + udid.substr(kFirstPart);
+}
+
 }  // namespace
 
 class LibUsbMux::Turn {
@@ -47,7 +56,7 @@ std::optional<UsbMux::Device> LibUsbMux::deviceByUdid(const std::string& udid) {
     const Turn turn(*this);
     if (!turn) return std::nullopt;
     usbmuxd_device_info_t record{};
-    if (usbmuxd_get_device_by_udid(udid.c_str(), &record) < 1) return std::nullopt;
+    if (usbmuxd_get_device_by_udid(comparable(udid).c_str(), &record) < 1) return std::nullopt;
     return deviceOf(record);
 }
 

@@ -124,7 +124,9 @@ TEST_F(UsbMuxTest, IdentifiersAreKeptToTheFieldOfTheLibrary) {
     EXPECT_LE(devices[0].udid.size(), 44u);
     EXPECT_TRUE(devices[0].udid.starts_with(longest));
     EXPECT_EQ(devices[1].udid, "00008027-001122334455002E");
+    // Asked for in either form.
     EXPECT_TRUE(link.devicePresent("00008027-001122334455002E"));
+    EXPECT_TRUE(link.devicePresent("00008027001122334455002E"));
 }
 
 TEST_F(UsbMuxTest, ConnectsToTheApp) {
