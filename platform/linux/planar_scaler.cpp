@@ -62,7 +62,7 @@ std::pair<int, int> ScalingAxis::affected(int begin, int end) const {
 PlanarScaler::PlanarScaler(ScalingAxis horizontal, ScalingAxis vertical)
     : horizontal_(std::move(horizontal)), vertical_(std::move(vertical)) {
     const int last = horizontal_.outputCount() - 1;
-    row_.resize(static_cast<size_t>(horizontal_.start(last) + horizontal_.spread()));
+    row_.resize(static_cast<size_t>(horizontal_.start(last)) + horizontal_.spread());
 }
 
 namespace {

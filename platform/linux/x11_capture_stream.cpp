@@ -44,6 +44,7 @@ X11CaptureStream::X11CaptureStream(std::unique_ptr<X11Connection> connection, co
       ring_(request.output),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     converter_.emplace(PictureLayout::of({place_.width, place_.height}, request_));
+    if (request.showsCursor) cursor_.emplace(*connection_);
     watchDisplayChanges(*connection_);
     thread_ = std::thread([this] { run(); });
 }
@@ -116,7 +117,7 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
     const auto now = Clock::now();
     if (missingSince_) return *missingSince_ + kMissingLimit - now;
     if (isRequested_.exchange(false)) isWanted_ = true;
-    if (!isChanged_ && !isWanted_) return std::nullopt;
+    if (!isChanged_ && !isWanted_ && !cursor_) return std::nullopt;
     if (now < due_) return due_ - now;
     if (!ring_.hasRoom() || !callbacks_.ready()) return kAskAgain;
     deliver(now);
@@ -125,8 +126,9 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
 
 void X11CaptureStream::deliver(Clock::time_point now) {
     due_ = std::max(due_ + interval_, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 4));
-    if (isChanged_) {
-        const DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
+    if (isChanged_ || cursor_) {
+        DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
+        if (cursor_) cursor_->draw(grabber_, damage);
         const DamageRegion changing =
             isAllChanged_ ? DamageRegion({0, 0, request_.output.width, request_.output.height})
                           : converter_->outputDamage(damage);

@@ -10,6 +10,7 @@
 #include "platform/capture.hpp"
 #include "platform/linux/picture_ring.hpp"
 #include "platform/linux/planar_conversion.hpp"
+#include "platform/linux/x11_cursor_overlay.hpp"
 #include "platform/linux/x11_grabber.hpp"
 
 namespace quillon {
@@ -48,6 +49,7 @@ class X11CaptureStream : public CaptureStream {
     // capture thread only, once it runs
     PixelRect place_;  ///< of the display, on the root window
     X11Grabber grabber_;
+    std::optional<X11CursorOverlay> cursor_;  ///< when the pointer shall be in the pictures
     std::optional<PlanarConverter> converter_;
     PictureRing ring_;
     bool isChanged_ = true;  ///< the screen differs from the newest picture

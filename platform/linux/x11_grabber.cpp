@@ -174,6 +174,13 @@ DamageRegion X11Grabber::takeDamage(xcb_xfixes_fetch_region_cookie_t cookie) {
     return changed;
 }
 
+void X11Grabber::copy(const PixelRect& rect) {
+    xcb_copy_area(c_, connection_.root(), pixmap_, gc_, static_cast<int16_t>(place_.x + rect.x),
+                  static_cast<int16_t>(place_.y + rect.y), static_cast<int16_t>(rect.x),
+                  static_cast<int16_t>(rect.y), static_cast<uint16_t>(rect.width),
+                  static_cast<uint16_t>(rect.height));
+}
+
 DamageRegion X11Grabber::fetchDamage() {
     xcb_damage_subtract(c_, damage_, XCB_NONE, region_);
     if (way_ == Way::sharedPixmap) {
@@ -181,9 +188,7 @@ DamageRegion X11Grabber::fetchDamage() {
         // afterwards is also the sign that the copy is made.
         xcb_xfixes_set_gc_clip_region(c_, gc_, region_, static_cast<int16_t>(-place_.x),
                                       static_cast<int16_t>(-place_.y));
-        xcb_copy_area(c_, connection_.root(), pixmap_, gc_, static_cast<int16_t>(place_.x),
-                      static_cast<int16_t>(place_.y), 0, 0, static_cast<uint16_t>(place_.width),
-                      static_cast<uint16_t>(place_.height));
+        copy({0, 0, place_.width, place_.height});
     }
     const DamageRegion changed = takeDamage(xcb_xfixes_fetch_region(c_, region_));
     if (way_ != Way::sharedPixmap) readRects(changed);
@@ -191,19 +196,21 @@ DamageRegion X11Grabber::fetchDamage() {
 }
 
 DamageRegion X11Grabber::fetchAll() {
-    const DamageRegion all({0, 0, place_.width, place_.height});
+    const PixelRect all{0, 0, place_.width, place_.height};
     xcb_damage_subtract(c_, damage_, XCB_NONE, XCB_NONE);
+    fetch(all);
+    return DamageRegion(all);
+}
+
+void X11Grabber::fetch(const PixelRect& rect) {
     if (way_ == Way::sharedPixmap) {
         xcb_xfixes_set_gc_clip_region(c_, gc_, XCB_NONE, 0, 0);
-        xcb_copy_area(c_, connection_.root(), pixmap_, gc_, static_cast<int16_t>(place_.x),
-                      static_cast<int16_t>(place_.y), 0, 0, static_cast<uint16_t>(place_.width),
-                      static_cast<uint16_t>(place_.height));
+        copy(rect);
         // Any answer means that the copy is made.
         owned(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
     } else {
-        readRects(all);
+        readRects(DamageRegion(rect));
     }
-    return all;
 }
 
 void X11Grabber::readRects(const DamageRegion& region) {

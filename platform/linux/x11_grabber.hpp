@@ -41,7 +41,13 @@ class X11Grabber {
     /// trip to the server.
     DamageRegion fetchDamage();
     DamageRegion fetchAll();
+    /// Brings one part of the copy up to date, changed or not; relative to the place.
+    void fetch(const PixelRect& rect);
 
+    const PixelRect& place() const { return place_; }
+    uint32_t* pixelRow(int y) {
+        return reinterpret_cast<uint32_t*>(memory_ + static_cast<ptrdiff_t>(y) * stride());
+    }
     ConstPlane pixels() const { return {memory_, stride()}; }
 
   private:
@@ -52,6 +58,7 @@ class X11Grabber {
     void releaseMemory();
     int stride() const { return place_.width * 4; }
     DamageRegion takeDamage(xcb_xfixes_fetch_region_cookie_t cookie);
+    void copy(const PixelRect& rect);
     void readRects(const DamageRegion& region);
     void readRows(const DamageRegion& region);
     void readImages(const DamageRegion& region);

@@ -94,10 +94,13 @@ X11Desktop readDesktop(const X11Connection& connection) {
                             resources->num_crtcs);
     std::vector<xcb_randr_get_output_info_cookie_t> outputCookies;
     std::vector<xcb_randr_get_crtc_info_cookie_t> crtcCookies;
+    outputCookies.reserve(outputIDs.size());
+    crtcCookies.reserve(crtcIDs.size());
     for (const auto id : outputIDs) outputCookies.push_back(xcb_randr_get_output_info(c, id, time));
     for (const auto id : crtcIDs) crtcCookies.push_back(xcb_randr_get_crtc_info(c, id, time));
 
     std::vector<XReply<xcb_randr_get_output_info_reply_t>> infos;
+    infos.reserve(outputIDs.size());
     for (const auto cookie : outputCookies) {
         infos.push_back(owned(xcb_randr_get_output_info_reply(c, cookie, nullptr)));
     }

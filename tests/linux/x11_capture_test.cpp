@@ -387,6 +387,29 @@ TEST_F(X11CaptureTest, StopsWhileTheConsumerIsNotReady) {
     stream_->stop();
 }
 
+TEST_F(X11CaptureTest, ThePointerIsInThePictureOnlyWhenAskedFor) {
+    painter_->fill({0, 0, 1920, 1080}, kBlue);
+    painter_->showSquareCursor(16, kRed);
+    painter_->warp(100, 100);
+    start(request());
+    EXPECT_TRUE(near(at(*receiver_.latest(), 104, 104), kBlueYuv));
+    stream_.reset();
+
+    CaptureRequest shown = request();
+    shown.showsCursor = true;
+    start(shown);
+    ASSERT_TRUE(receiver_.waitForColor(104, 104, kRedYuv));
+    painter_->warp(300, 200);
+    ASSERT_TRUE(receiver_.waitForColor(304, 204, kRedYuv));
+    EXPECT_TRUE(near(at(*receiver_.latest(), 104, 104), kBlueYuv));
+    // What changes beneath it stays beneath it.
+    painter_->fill({290, 190, 20, 20}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(295, 195, kGreenYuv));
+    EXPECT_TRUE(near(at(*receiver_.latest(), 304, 204), kRedYuv));
+    painter_->warp(1919, 1079);
+    ASSERT_TRUE(receiver_.waitForColor(304, 204, kGreenYuv));
+}
+
 TEST_F(X11CaptureTest, AnUnknownDisplayFails) {
     CaptureRequest unknown = request();
     unknown.display = 4711;

@@ -38,6 +38,27 @@ class Painter {
         owned(
             xcb_get_input_focus_reply(connection_->get(), xcb_get_input_focus(connection_->get()), nullptr));
     }
+    void warp(int x, int y) {
+        xcb_warp_pointer(connection_->get(), XCB_NONE, connection_->root(), 0, 0, 0, 0,
+                         static_cast<int16_t>(x), static_cast<int16_t>(y));
+        settle();
+    }
+    /// Over the root window the pointer becomes a plain square whose corner is its place.
+    void showSquareCursor(uint16_t side, uint32_t rgb) {
+        xcb_connection_t* c = connection_->get();
+        const xcb_pixmap_t mask = xcb_generate_id(c);
+        xcb_create_pixmap(c, 1, mask, connection_->root(), side, side);
+        const xcb_gcontext_t gc = xcb_generate_id(c);
+        const uint32_t set = 1;
+        xcb_create_gc(c, gc, mask, XCB_GC_FOREGROUND, &set);
+        const xcb_rectangle_t all{0, 0, side, side};
+        xcb_poly_fill_rectangle(c, mask, gc, 1, &all);
+        const auto component = [&](int shift) { return static_cast<uint16_t>((rgb >> shift & 0xFF) * 257); };
+        const xcb_cursor_t cursor = xcb_generate_id(c);
+        xcb_create_cursor(c, cursor, mask, mask, component(16), component(8), component(0), 0, 0, 0, 0, 0);
+        xcb_change_window_attributes(c, connection_->root(), XCB_CW_CURSOR, &cursor);
+        settle();
+    }
     X11Connection& connection() { return *connection_; }
 
   private:

@@ -13,12 +13,6 @@ constexpr Duration kLimit = 10s;
 
 class X11PointerTest : public X11Test {
   protected:
-    void warp(int x, int y) {
-        X11Connection& connection = painter_->connection();
-        xcb_warp_pointer(connection.get(), XCB_NONE, connection.root(), 0, 0, 0, 0, static_cast<int16_t>(x),
-                         static_cast<int16_t>(y));
-        painter_->settle();
-    }
     std::optional<Point> locationAfterPosting() {
         painter_->settle();
         return pointer_.location();
@@ -47,7 +41,7 @@ class X11PointerTest : public X11Test {
 };
 
 TEST_F(X11PointerTest, TellsItsPlace) {
-    warp(123, 456);
+    painter_->warp(123, 456);
     EXPECT_EQ(pointer_.location(), (Point{123, 456}));
 }
 
@@ -55,7 +49,7 @@ TEST_F(X11PointerTest, TheMainDisplaysCornerIsTheOrigin) {
     ASSERT_TRUE(server_->xrandr("--newmode small 40 800 840 900 1000 600 601 604 666"));
     ASSERT_TRUE(server_->xrandr("--addmode DUMMY1 small"));
     ASSERT_TRUE(server_->xrandr("--output DUMMY1 --mode small --right-of DUMMY0 --primary"));
-    warp(10, 20);
+    painter_->warp(10, 20);
     EXPECT_EQ(pointer_.location(), (Point{10 - 1920, 20}));
     pointer_.post(Pointer::Event::move, {5, 6});
     EXPECT_EQ(locationAfterPosting(), (Point{5, 6}));
@@ -119,12 +113,12 @@ TEST_F(X11PointerTest, ObservesMotion) {
 TEST_F(X11PointerTest, ObservesAWarpThatMakesNoEvent) {
     int motions = 0;
     const auto observation = pointer_.observeMotion([&] { ++motions; });
-    warp(50, 60);
+    painter_->warp(50, 60);
     EXPECT_TRUE(runUntil([&] { return motions > 0; }));
 }
 
 TEST_F(X11PointerTest, ARestingPointerIsQuiet) {
-    warp(5, 5);
+    painter_->warp(5, 5);
     int motions = 0;
     const auto observation = pointer_.observeMotion([&] { ++motions; });
     EXPECT_FALSE(runUntil([&] { return motions > 0; }, 1100ms));

@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <fstream>
 
-extern char** environ;
-
 namespace quillon::testing {
 
 namespace {
@@ -118,6 +116,7 @@ bool XorgServer::launch(const std::vector<std::string>& arguments) {
                                    std::to_string(kDisplayDescriptor)};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
 
