@@ -55,6 +55,8 @@ class LinuxPlatform : public Platform {
 
 }  // namespace
 
-std::unique_ptr<Platform> makePlatform() { return std::make_unique<LinuxPlatform>(); }
+std::unique_ptr<Platform> makePlatform() {
+    return std::make_unique<LinuxPlatform>();
+}
 
 }  // namespace quillon
