@@ -78,6 +78,8 @@ x264_param_t parametersFor(const EncoderSettings& settings) {
 }  // namespace
 
 X264Session::X264Session(const EncoderSettings& settings) {
+    // x264 refuses odd sizes itself, but then forgets to free its copy of the parameters.
+    if (settings.width % 2 != 0 || settings.height % 2 != 0) fail(kCannotOpen);
     x264_param_t parameters = parametersFor(settings);
     encoder_ = x264_encoder_open(&parameters);
     if (!encoder_) fail(kCannotOpen);
