@@ -229,15 +229,15 @@ TEST_F(X11CaptureTest, NeverExceedsTheFrameRate) {
     const auto times = receiver_.times();
     const auto inTime = std::ranges::count_if(times, [&](auto t) { return t >= begin && t < begin + 1s; });
     EXPECT_LE(inTime, 22) << "20, the one at the start, and one that was captured before it";
-    EXPECT_GE(inTime, 10);
+    EXPECT_GE(inTime, 5);
 }
 
 TEST_F(X11CaptureTest, AChangeAfterRestComesAtOnce) {
     painter_->fill({0, 0, 1920, 1080}, kBlack);
-    start(request({1920, 1080}, 2));
-    EXPECT_FALSE(receiver_.waitForCount(2, 600ms));
+    start(request({1920, 1080}, 1));
+    EXPECT_FALSE(receiver_.waitForCount(2, 1100ms));
     painter_->fill({0, 0, 10, 10}, kWhite);
-    EXPECT_TRUE(receiver_.waitForCount(2, 250ms));
+    EXPECT_TRUE(receiver_.waitForCount(2, 800ms)) << "the next frame of a grid would come later";
 }
 
 TEST_F(X11CaptureTest, WaitsUntilTheConsumerIsReadyAndThenBringsTheNewest) {
