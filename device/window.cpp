@@ -29,6 +29,10 @@ std::runtime_error sdlError(const char* what) {
     return std::runtime_error(std::string(what) + ": " + SDL_GetError());
 }
 
+std::runtime_error noDisplay(const char* reason) {
+    return std::runtime_error(std::string("no window: ") + reason + "; --headless needs none");
+}
+
 /// `size`, made smaller if need be, so that it fits on the desktop with its shape kept.
 Size fittedToDesktop(Size size) {
     SDL_Rect desktop{};
@@ -53,8 +57,12 @@ Window::Video::Video() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
-    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-        throw std::runtime_error(std::string("no window: ") + SDL_GetError() + "; --headless needs none");
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) throw noDisplay(SDL_GetError());
+    // Without a display SDL is content with a window that nobody sees.
+    const std::string driver = SDL_GetCurrentVideoDriver();
+    if (driver == "offscreen" || driver == "dummy") {
+        SDL_Quit();
+        throw noDisplay("no display");
     }
     SDL_SetYUVConversionMode(SDL_YUV_CONVERSION_BT601);
 }
