@@ -38,7 +38,14 @@ constexpr int kIntraDeadZone = 6;
     throw EncoderFailure(status, "VTCompressionSessionCreate failed: " + std::to_string(status));
 }
 
+/// What x264 takes; asked beforehand because it leaks when it refuses.
+bool isPossible(int side) {
+    constexpr int kLargest = 16384;
+    return side >= 2 && side <= kLargest && side % 2 == 0;
+}
+
 x264_param_t parametersFor(const EncoderSettings& settings) {
+    if (!isPossible(settings.width) || !isPossible(settings.height)) fail(kCannotOpen);
     x264_param_t parameters;
     if (x264_param_default_preset(&parameters, "ultrafast", "zerolatency") < 0) fail(kCannotOpen);
     parameters.i_log_level = X264_LOG_NONE;
@@ -65,6 +72,10 @@ x264_param_t parametersFor(const EncoderSettings& settings) {
     parameters.rc.f_pb_factor = kLargestFactor;
     parameters.analyse.b_psy = 0;
     parameters.analyse.b_mb_info = 1;
+    // Small intra blocks, which the preset leaves out, save a tenth of a key frame and of what a movement
+    // uncovers, for hardly any time.
+    parameters.analyse.intra = X264_ANALYSE_I4x4;
+    parameters.analyse.inter = X264_ANALYSE_I4x4;
     parameters.analyse.i_me_method = X264_ME_UMH;
     parameters.analyse.i_me_range = kSearchRange;
     parameters.analyse.i_luma_deadzone[0] = kInterDeadZone;
@@ -81,20 +92,20 @@ X264Session::X264Session(const EncoderSettings& settings) {
     // x264 refuses odd sizes itself, but then forgets to free its copy of the parameters.
     if (settings.width % 2 != 0 || settings.height % 2 != 0) fail(kCannotOpen);
     x264_param_t parameters = parametersFor(settings);
-    encoder_ = x264_encoder_open(&parameters);
+    encoder_.reset(x264_encoder_open(&parameters));
     if (!encoder_) fail(kCannotOpen);
     takeParameterSets();
 }
 
-X264Session::~X264Session() {
-    x264_encoder_close(encoder_);
+void X264Session::Close::operator()(x264_t* encoder) const {
+    x264_encoder_close(encoder);
 }
 
 void X264Session::takeParameterSets() {
     constexpr size_t kLength = 4;
     x264_nal_t* units = nullptr;
     int count = 0;
-    x264_encoder_headers(encoder_, &units, &count);
+    x264_encoder_headers(encoder_.get(), &units, &count);
     for (const x264_nal_t& unit : std::span(units, static_cast<size_t>(count))) {
         const ByteView bytes = ByteView(unit.p_payload, static_cast<size_t>(unit.i_payload)).subspan(kLength);
         if (unit.i_type == NAL_SPS) sps_.assign(bytes.begin(), bytes.end());
@@ -125,7 +136,7 @@ X264Session::Frame X264Session::encode(const std::array<Picture::Plane, 3>& plan
     x264_nal_t* units = nullptr;
     int count = 0;
     x264_picture_t output;
-    const int size = x264_encoder_encode(encoder_, &units, &count, &input, &output);
+    const int size = x264_encoder_encode(encoder_.get(), &units, &count, &input, &output);
     if (size < 0) return {.status = size};
     if (size == 0) return {};
     return {.data = ByteView(units[0].p_payload, static_cast<size_t>(size))};

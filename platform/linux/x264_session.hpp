@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 
 #include "base/bytes.hpp"
 #include "platform/picture.hpp"
@@ -17,9 +18,6 @@ class X264Session {
   public:
     /// Throws EncoderFailure when x264 refuses the settings.
     explicit X264Session(const EncoderSettings& settings);
-    ~X264Session();
-    X264Session(const X264Session&) = delete;
-    X264Session& operator=(const X264Session&) = delete;
 
     // Parameter sets without length or start code, the same for the whole stream.
     ByteView sps() const { return sps_; }
@@ -45,7 +43,10 @@ class X264Session {
   private:
     void takeParameterSets();
 
-    x264_t* encoder_;
+    struct Close {
+        void operator()(x264_t* encoder) const;
+    };
+    std::unique_ptr<x264_t, Close> encoder_;
     int64_t frames_ = 0;
     Bytes sps_;
     Bytes pps_;

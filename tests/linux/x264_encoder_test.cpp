@@ -39,7 +39,6 @@ class X264EncoderTest : public testing::Test {
 
     void open(EncoderSettings settings) {
         settings_ = settings;
-        picture_ = makeI420(settings.width, settings.height);
         encoder_ = makeX264Encoder(settings,
                                    {.onSample = [this](const EncodedSample& sample) { keep(sample); },
                                     .ready = [this] { return answer(); },
@@ -50,6 +49,7 @@ class X264EncoderTest : public testing::Test {
                                             changed_.notify_all();
                                         }},
                                    clock_);
+        picture_ = makeI420(settings.width, settings.height);
     }
 
     /// The link's answer; the encoder's thread can be held in the question.
@@ -474,12 +474,15 @@ TEST_F(X264EncoderTest, BgraPicturesOfAnotherSizeAreScaled) {
 }
 
 TEST_F(X264EncoderTest, CreationFailureSaysSo) {
-    try {
-        open({.width = 3, .height = 2, .fps = 30, .bitrate = 1'000'000});
-        FAIL() << "no failure";
-    } catch (const EncoderFailure& failure) {
-        EXPECT_NE(failure.status(), 0);
-        EXPECT_EQ(failure.what(), "VTCompressionSessionCreate failed: " + std::to_string(failure.status()));
+    for (const Size size : {Size{3, 2}, Size{2, 5}, Size{0, 0}, Size{-2, 2}, Size{2, 16386}}) {
+        try {
+            open({.width = size.width, .height = size.height, .fps = 30, .bitrate = 1'000'000});
+            FAIL() << "no failure";
+        } catch (const EncoderFailure& failure) {
+            EXPECT_NE(failure.status(), 0);
+            EXPECT_EQ(failure.what(),
+                      "VTCompressionSessionCreate failed: " + std::to_string(failure.status()));
+        }
     }
 }
 
