@@ -19,6 +19,7 @@ std::unique_ptr<X11Connection> connect() {
 
 std::vector<Capture::Display> X11Capture::shareableDisplays() {
     const auto connection = connect();
+    if (isWaylandBridge(*connection)) throw CaptureFailure(kWaylandOnlyReason);
     std::vector<Display> displays;
     for (const X11Output& output : readDesktop(*connection).outputs) {
         displays.push_back({output.id, {output.place.width, output.place.height}});

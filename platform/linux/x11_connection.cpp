@@ -13,8 +13,7 @@ std::string environment(const char* name) {
 
 std::string missingDisplayReason() {
     if (!environment("WAYLAND_DISPLAY").empty() || environment("XDG_SESSION_TYPE") == "wayland") {
-        return "this session offers Wayland only, and screen capture needs X11. Log in to an X11 (Xorg) "
-               "session, or set DISPLAY to an X server that shows the desktop";
+        return kWaylandOnlyReason;
     }
     return "there is no display server: DISPLAY is not set. Start the program inside a desktop session, or "
            "set DISPLAY, for example DISPLAY=:0";

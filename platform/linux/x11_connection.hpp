@@ -14,6 +14,11 @@ class X11Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Why the screen of a Wayland session cannot be captured, and what helps.
+inline constexpr const char* kWaylandOnlyReason =
+    "this session offers Wayland only, and screen capture needs X11. Log in to an X11 (Xorg) session, or set "
+    "DISPLAY to an X server that shows the desktop";
+
 struct XFreeDeleter {
     void operator()(void* block) const { std::free(block); }
 };

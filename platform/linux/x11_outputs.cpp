@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <span>
+#include <string_view>
 
 namespace quillon {
 
@@ -122,6 +123,22 @@ X11Desktop readDesktop(const X11Connection& connection) {
     if (!desktop.outputs.empty()) desktop.main = desktop.outputs.front().id;
     if (primary && desktop.find(primary->output) != nullptr) desktop.main = primary->output;
     return desktop;
+}
+
+bool isWaylandBridge(const X11Connection& connection) {
+    constexpr std::string_view kBridge = "XWAYLAND";
+    if (!hasOutputs(connection)) return false;
+    xcb_connection_t* c = connection.get();
+    const auto cookie = xcb_randr_get_screen_resources_current(c, connection.root());
+    const auto resources = owned(xcb_randr_get_screen_resources_current_reply(c, cookie, nullptr));
+    if (!resources || resources->num_outputs == 0) return false;
+    const auto first = xcb_randr_get_screen_resources_current_outputs(resources.get())[0];
+    const auto question = xcb_randr_get_output_info(c, first, resources->config_timestamp);
+    const auto info = owned(xcb_randr_get_output_info_reply(c, question, nullptr));
+    if (!info) return false;
+    const std::string_view name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
+                                info->name_len);
+    return name.starts_with(kBridge);
 }
 
 void watchDisplayChanges(const X11Connection& connection) {

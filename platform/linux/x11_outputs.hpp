@@ -31,6 +31,10 @@ struct X11Desktop {
 /// Asks the server; empty when it is gone. A few round trips.
 X11Desktop readDesktop(const X11Connection& connection);
 
+/// Is the server only a bridge into a Wayland session (Xwayland)? Its root window shows nothing then. It is
+/// told by the names that it gives its outputs.
+bool isWaylandBridge(const X11Connection& connection);
+
 /// The desktop as it is now, at the price of a question to the server only after it changed.
 /// One thread at a time.
 class X11DesktopView {

@@ -153,6 +153,7 @@ void Network::setRate(int descriptor, double bytesPerSecond) {
 
 std::vector<UsbMux::Device> SimulatedUsbMux::devices() {
     std::vector<Device> all;
+    all.reserve(attached.size());
     for (const Attached& each : attached) all.push_back(each.device);
     return all;
 }

@@ -24,7 +24,7 @@ declare -A QUILLON_PACKAGES=(
 
     # The tests' own tools, and Clang for the checks that GCC does not have.
     [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool iproute2
-        fonts-dejavu-core clang-16 clang-format"
+        weston xwayland fonts-dejavu-core clang-16 clang-format"
 
     # The programs that the benchmarks compare with, and what shapes the link.
     [bench]="ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good

@@ -313,6 +313,26 @@ TEST_F(NoScreenTest, AWaylandSessionIsNamed) {
     EXPECT_TRUE(host->printed("Wayland")) << host->output();
 }
 
+TEST_F(NoScreenTest, TheXServerInsideAWaylandSessionIsNotTakenForTheScreen) {
+    if (!std::filesystem::exists("/usr/bin/weston") || !std::filesystem::exists("/usr/bin/Xwayland")) {
+        GTEST_SKIP() << "weston and Xwayland are not installed";
+    }
+    std::filesystem::create_directory(path("runtime"));
+    std::filesystem::permissions(path("runtime"), std::filesystem::perms::owner_all);
+    ChildProcess weston({"weston", "--backend=headless-backend.so", "--xwayland", "--idle-time=0"},
+                        {{"XDG_RUNTIME_DIR", path("runtime")}, {"DISPLAY", std::nullopt}});
+    ASSERT_TRUE(weston.printed("xserver listening on display ")) << weston.output();
+    const std::string said = weston.output();
+    std::smatch display;
+    ASSERT_TRUE(std::regex_search(said, display, std::regex("xserver listening on display (:\\d+)"))) << said;
+    const auto device = startDevice();
+    auto changes = withoutScreen();
+    changes["DISPLAY"] = display[1].str();
+    const auto host = startHost({"--mirror"}, changes);
+    EXPECT_TRUE(host->printed("[session] Failed: capture: this session offers Wayland only"))
+        << host->output();
+}
+
 TEST_F(NoScreenTest, WithoutADeviceItSaysSo) {
     const auto host = startHost({"--mirror"}, withoutScreen());
     EXPECT_TRUE(host->printed("[session] Starting…"));
