@@ -112,7 +112,7 @@ class X264EncoderTest : public testing::Test {
     void show(int64_t time, std::vector<PixelRect> damage) {
         const size_t before = count();
         submit(time, std::move(damage));
-        ASSERT_TRUE(waitFor([&] { return samples_.size() > before; }));
+        ASSERT_TRUE(waitFor([&]() NO_THREAD_SAFETY_ANALYSIS { return samples_.size() > before; }));
     }
     void showAll(int64_t time) { show(time, {whole()}); }
     PixelRect whole() const { return {0, 0, settings_.width, settings_.height}; }
