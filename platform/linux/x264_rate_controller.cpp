@@ -239,7 +239,8 @@ void RateController::encoded(const Request& request, int qp, double bits) {
                            bits > predicted ? kChangeGainUp : kChangeGainDown);
         usualChange_ += kChangeGainDown * (content.change - usualChange_);
     }
-    if (request.kind == Kind::change || !moved_) movementQp_ = qp;
+    // After a coarse key frame those that build on it improve it step by step, not at once.
+    movementQp_ = request.kind == Kind::change || !moved_ ? qp : std::max(qp, movementQp_);
     moved_ = isMoving(request);
     if (isLarge(content)) lastLarge_ = request.time;
     lastFrame_ = request.time;
