@@ -28,9 +28,12 @@ ChildProcess::Environment withoutDisplay() {
     return {{"DISPLAY", std::nullopt}, {"WAYLAND_DISPLAY", std::nullopt}};
 }
 
-/// The libraries beneath SDL leave memory behind, which no leak sanitizer must hold against the device.
+/// The libraries beneath SDL leave memory behind, and graphics drivers run threads that the sanitizers do not
+/// understand. Neither must be held against the device.
 ChildProcess::Environment withDisplay() {
-    return {{"ASAN_OPTIONS", "detect_leaks=0"}};
+    return {{"ASAN_OPTIONS", "detect_leaks=0"},
+            {"SDL_RENDER_DRIVER", "software"},
+            {"SDL_FRAMEBUFFER_ACCELERATION", "0"}};
 }
 
 uint8_t brightLeft(int, int x, int) {
@@ -303,7 +306,7 @@ TEST_F(WindowTest, shows_the_picture_and_sends_the_mouse_as_touches) {
     EXPECT_EQ(scroll->action, wire::Input::scroll);
     EXPECT_GT(scroll->dy, 0);
     device.process().signal(SIGTERM);
-    EXPECT_EQ(device.process().waitForEnd(), 0);
+    EXPECT_EQ(device.process().waitForEnd(), 0) << device.process().output();
 }
 
 TEST_F(WindowTest, reports_its_size_as_the_panel_when_asked) {
