@@ -46,8 +46,9 @@ class Sockets {
     /// Clears O_NONBLOCK and sets TCP_NODELAY where the socket knows it; results are ignored.
     virtual void makeBlockingWithoutDelay(int descriptor) = 0;
 
-    /// Bytes accepted by `send` that the kernel has not yet put on the wire (TCP) or that the peer has
-    /// not yet taken (local sockets); 0 when the kernel does not say.
+    /// Bytes accepted by `send` that wait: in the kernel, or in a queue of the network on the way (TCP), or
+    /// for the peer to take them (local sockets); 0 when the kernel does not say. What merely is on its way
+    /// does not count.
     virtual int unsentBytes(int descriptor) = 0;
 
     virtual void shutdown(int descriptor) = 0;

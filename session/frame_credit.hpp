@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "base/thread_annotations.hpp"
 #include "base/time.hpp"
@@ -17,18 +18,21 @@ class FrameCredit {
     FrameCredit(const RunLoop& clock, std::shared_ptr<Link> link, int fps)
         : clock_(clock), link_(std::move(link)), frameInterval_(seconds(1.0 / fps)) {}
 
-    /// May a picture be taken or encoded now? A "no" is counted with the link's drops, once for each
-    /// frame interval: those who ask again shortly still wait with the same picture.
+    /// May a picture be taken or encoded now? While the answer stays "no", a picture is counted with the
+    /// link's drops for each frame interval that passes: one that gets its turn in time is late, not lost.
     bool ask() EXCLUDES(lock_) {
-        if (link_->hasRoomForVideo()) return true;
+        const bool hasRoom = link_->hasRoomForVideo();
         const Instant now = clock_.now();
-        {
-            const MutexLock held(lock_);
-            if (now - lastRefusal_ < frameInterval_) return false;
-            lastRefusal_ = now;
+        const MutexLock held(lock_);
+        if (hasRoom) {
+            refusedSince_.reset();
+        } else if (!refusedSince_) {
+            refusedSince_ = now;
+        } else if (now - *refusedSince_ >= frameInterval_) {
+            refusedSince_ = now;
+            link_->countRefusal();
         }
-        link_->countRefusal();
-        return false;
+        return hasRoom;
     }
 
   private:
@@ -36,7 +40,7 @@ class FrameCredit {
     const std::shared_ptr<Link> link_;
     const Duration frameInterval_;
     Mutex lock_;
-    Instant lastRefusal_ GUARDED_BY(lock_);
+    std::optional<Instant> refusedSince_ GUARDED_BY(lock_);
 };
 
 }  // namespace quillon

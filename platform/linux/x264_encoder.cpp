@@ -34,6 +34,8 @@ constexpr Duration kRestBeforeRefinement = std::chrono::microseconds(RateControl
 constexpr Duration kBetweenRefinements = 50ms;
 /// While there are no bits for one, it waits twice as long each time, and gives up after this.
 constexpr Duration kLongestPatience = 4s;
+/// While the link is busy a picture asks again so soon, as long as it is the newest.
+constexpr Duration kBetweenQuestions = 1ms;
 // While the link is busy an improvement asks again, less and less often.
 constexpr Duration kFirstRetry = 4ms;
 constexpr Duration kLastRetry = 64ms;
@@ -203,8 +205,21 @@ class X264Encoder : public VideoEncoder {
         nextProbe_ = now + std::max(kBetweenProbes, Duration(now - sentAt_) / kProbePrecision);
     }
 
+    /// Asks again for a moment: what the link still holds of a key frame is often gone in a few
+    /// milliseconds, and the picture after it is then not lost. A newer picture ends the wait.
+    bool waitForLink() {
+        const auto deadline = SteadyClock::now() + frameInterval_ / 2;
+        while (!askLink()) {
+            MutexLock guard(lock_);
+            const auto now = SteadyClock::now();
+            if (ending_ || waiting_.picture || now >= deadline) return false;
+            wake_.wait_until(guard, now + kBetweenQuestions);
+        }
+        return true;
+    }
+
     void take(const Submission& submission) {
-        if (!askLink()) {
+        if (!waitForLink()) {
             canImprove_ = false;
             current_.picture.reset();
             callbacks_.pictureWanted();

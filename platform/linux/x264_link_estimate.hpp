@@ -39,7 +39,8 @@ class LinkEstimate {
             bitsPerSecond_ =
                 std::max(kSlowest, isFirst ? speed : bitsPerSecond_ + kGain * (speed - bitsPerSecond_));
         } else {
-            bitsPerSecond_ = std::max(bitsPerSecond_ * kCuriosity, speed);
+            // Queues on the way may have swallowed the frame whole: that it went at once is no speed.
+            bitsPerSecond_ *= kCuriosity;
         }
     }
 

@@ -34,12 +34,12 @@ constexpr double kMostAfterFall = 1.5;
 
 // The largest frames, in seconds of the bit rate: they are what a user waits for on a link that is just
 // fast enough. The first key frame is a guess and small, so that it is there soon.
-constexpr double kLargestFirstFrame = 0.25;
+constexpr double kLargestFirstFrame = 0.12;
 constexpr double kLargestKeyFrame = 0.5;
 constexpr double kLargestRefinement = 0.17;
 constexpr double kGrowthAtRest = 0.25;  // a second
 /// On a link that is known to be too slow for the bit rate: so many seconds of the link.
-constexpr double kLongestOnLink = 0.125;
+constexpr double kLongestOnLink = 0.07;
 /// Refinements leave the rest of a second's bits to what happens next.
 constexpr double kShareOfRefinement = 0.75;
 

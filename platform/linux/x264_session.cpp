@@ -20,10 +20,10 @@ constexpr int kSmpte170m = 6;  // ITU-R BT.601, ITU-T H.264 table E-5
 constexpr double kPixelsPerSecondOfOneThread = 250e6;
 
 // With a constant quantiser x264 takes the limits of all quantisers from that of P frames and the factors
-// of the other types, which it bounds by 10: 20 steps of the quantiser each way.
-constexpr int kMiddleQp = 22;
-constexpr float kLargestFactor = 10;
-static_assert(kMiddleQp - 20 == X264Session::kFinestQp && kMiddleQp + 20 == X264Session::kCoarsestQp);
+// of the other types, which it bounds by 0.01 and 10. The smallest factors open the whole range: with them
+// the quantiser of key frames counts as 40 steps coarser, that of B frames as 40 steps finer.
+constexpr int kMiddleQp = 25;
+constexpr float kSmallestFactor = 0.01F;
 
 /// Text that scrolls moves further than the preset's small diamond finds, and a search that fails costs
 /// more bits and time than one that succeeds: this one makes scrolling cheaper in both.
@@ -68,8 +68,8 @@ x264_param_t parametersFor(const EncoderSettings& settings) {
     parameters.i_scenecut_threshold = 0;
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = kMiddleQp;
-    parameters.rc.f_ip_factor = kLargestFactor;
-    parameters.rc.f_pb_factor = kLargestFactor;
+    parameters.rc.f_ip_factor = kSmallestFactor;
+    parameters.rc.f_pb_factor = kSmallestFactor;
     parameters.analyse.b_psy = 0;
     parameters.analyse.b_mb_info = 1;
     // Small intra blocks, which the preset leaves out, save a tenth of a key frame and of what a movement

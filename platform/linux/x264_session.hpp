@@ -25,7 +25,7 @@ class X264Session {
 
     // The quantisers that there are.
     static constexpr int kFinestQp = 2;  ///< near lossless
-    static constexpr int kCoarsestQp = 42;
+    static constexpr int kCoarsestQp = 51;
 
     enum class FrameType { key, delta };
     struct Frame {

@@ -309,6 +309,12 @@ TEST_F(LinkEstimateTest, FollowsALinkThatGetsFaster) {
     EXPECT_GT(link_.bitsPerSecond(), 18'000'000);
 }
 
+TEST_F(LinkEstimateTest, AFrameSwallowedByAQueueIsNoSpeed) {
+    send(4'000'000, 500ms);
+    for (int i = 0; i < 5; ++i) send(400'000, 1ms);
+    EXPECT_LT(link_.bitsPerSecond(), 10'000'000);
+}
+
 TEST_F(LinkEstimateTest, SmallFramesTellNothing) {
     send(4'000'000, 500ms);
     const double before = link_.bitsPerSecond();
