@@ -43,6 +43,7 @@ std::optional<SessionStats> Statistics::record(Instant now, size_t bytes, int64_
 
 std::optional<double> Statistics::medianLatency(Instant now) const {
     std::vector<double> recent;
+    recent.reserve(latencySamples_.size());
     for (const auto& [at, milliseconds] : latencySamples_) {
         if (now - at < kLatencyWindow) recent.push_back(milliseconds);
     }
