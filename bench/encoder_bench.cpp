@@ -7,7 +7,6 @@
 // --frames every frame gets a line.
 
 #include <libyuv/compare.h>
-#include <libyuv/convert.h>
 #include <time.h>
 #include <x264.h>
 
@@ -30,6 +29,7 @@
 
 #include "bench/scenes.hpp"
 #include "device/video_decoder.hpp"
+#include "platform/linux/bgrx_to_i420.hpp"
 #include "platform/linux/run_loop.hpp"
 #include "platform/linux/x264_encoder.hpp"
 
@@ -79,10 +79,8 @@ class ShownScene : public Surface {
         scene_->draw(index, shown_, *this);
         shown_ = index;
         auto picture = makePicture();
-        const auto& planes = picture->planes;
-        libyuv::ARGBToI420(reinterpret_cast<const uint8_t*>(screen_.pixels), size_.width * 4, planes[0].data,
-                           planes[0].stride, planes[1].data, planes[1].stride, planes[2].data,
-                           planes[2].stride, size_.width, size_.height);
+        convertBgrxToI420({reinterpret_cast<const uint8_t*>(screen_.pixels), size_.width * 4}, size_,
+                          picture->planes);
         return picture;
     }
 

@@ -1,9 +1,8 @@
 #include "platform/linux/planar_conversion.hpp"
 
-#include <libyuv/convert.h>
-
 #include <cmath>
 
+#include "platform/linux/bgrx_to_i420.hpp"
 #include "platform/linux/picture_ring.hpp"
 
 namespace quillon {
@@ -26,13 +25,13 @@ PixelRect fitted(Size source, Size output) {
     return {(output.width - width) / 2 & ~1, (output.height - height) / 2 & ~1, width, height};
 }
 
-/// The picture's pixels at (x, y) and on, as the three planes that libyuv writes.
-void convertRect(ConstPlane bgrx, const PixelRect& from, uint8_t* y, int strideY, uint8_t* u, uint8_t* v,
-                 int strideUV) {
-    const uint8_t* source = bgrx.data + static_cast<ptrdiff_t>(from.y) * bgrx.stride +
-                            static_cast<ptrdiff_t>(from.x) * kBytesPerPixel;
-    // libyuv names 32-bit formats by the register: its ARGB is blue first in memory.
-    libyuv::ARGBToI420(source, bgrx.stride, y, strideY, u, strideUV, v, strideUV, from.width, from.height);
+/// Converts the pixels of `rect` into the picture at (x, y), both even.
+void convertRect(ConstPlane bgrx, const PixelRect& rect, const Picture& picture, int x, int y) {
+    const uint8_t* source = bgrx.data + static_cast<ptrdiff_t>(rect.y) * bgrx.stride +
+                            static_cast<ptrdiff_t>(rect.x) * kBytesPerPixel;
+    std::array<Picture::Plane, 3> planes = picture.planes;
+    for (size_t plane = 0; plane < 3; ++plane) planes[plane].data = planeAt(picture, plane, x, y);
+    convertBgrxToI420({source, bgrx.stride}, {rect.width, rect.height}, planes);
 }
 
 PixelRect moved(const PixelRect& rect, int dx, int dy) {
@@ -70,16 +69,18 @@ PictureLayout PictureLayout::of(Size display, const CaptureRequest& request) {
 
 PlanarConverter::Scaled::Scaled(const PictureLayout& place)
     : layout(place),
-      lumaStride((place.source.width + 63) & ~63),
-      chromaStride((half(place.source.width) + 63) & ~63),
       luma(lumaAxis(place.source.width, place.target.width),
            lumaAxis(place.source.height, place.target.height)),
       chroma(chromaAxis(place.source.width, place.target.width),
              chromaAxis(place.source.height, place.target.height)) {
+    const int lumaStride = (place.source.width + 63) & ~63;
+    const int chromaStride = (half(place.source.width) + 63) & ~63;
     const size_t lumaBytes = static_cast<size_t>(lumaStride) * place.source.height;
     const size_t chromaBytes = static_cast<size_t>(chromaStride) * half(place.source.height);
     memory.resize(lumaBytes + 2 * chromaBytes);
-    planes = {memory.data(), memory.data() + lumaBytes, memory.data() + lumaBytes + chromaBytes};
+    picture.planes = {{{memory.data(), lumaStride},
+                       {memory.data() + lumaBytes, chromaStride},
+                       {memory.data() + lumaBytes + chromaBytes, chromaStride}}};
 }
 
 PlanarConverter::PlanarConverter(const PictureLayout& layout) : layout_(layout) {
@@ -133,9 +134,7 @@ void PlanarConverter::convertDirectly(ConstPlane bgrx, const DamageRegion& damag
     const int dy = layout_.source.y - layout_.target.y;
     const DamageRegion changing = outputDamage(damage);
     for (const PixelRect& rect : changing.rects()) {
-        convertRect(bgrx, moved(rect, dx, dy), planeAt(picture, 0, rect.x, rect.y), picture.planes[0].stride,
-                    planeAt(picture, 1, rect.x, rect.y), planeAt(picture, 2, rect.x, rect.y),
-                    picture.planes[1].stride);
+        convertRect(bgrx, moved(rect, dx, dy), picture, rect.x, rect.y);
     }
 }
 
@@ -143,11 +142,7 @@ void PlanarConverter::convertScaled(ConstPlane bgrx, const DamageRegion& damage,
     Scaled& scaled = *scaled_;
     const DamageRegion changed = sourceDamage(damage);
     for (const PixelRect& rect : changed.rects()) {
-        const ptrdiff_t chroma = static_cast<ptrdiff_t>(rect.y / 2) * scaled.chromaStride + rect.x / 2;
-        convertRect(bgrx, moved(rect, layout_.source.x, layout_.source.y),
-                    scaled.planes[0] + static_cast<ptrdiff_t>(rect.y) * scaled.lumaStride + rect.x,
-                    scaled.lumaStride, scaled.planes[1] + chroma, scaled.planes[2] + chroma,
-                    scaled.chromaStride);
+        convertRect(bgrx, moved(rect, layout_.source.x, layout_.source.y), scaled.picture, rect.x, rect.y);
     }
     const PixelRect& target = layout_.target;
     const DamageRegion changing = outputDamage(damage);
@@ -156,7 +151,7 @@ void PlanarConverter::convertScaled(ConstPlane bgrx, const DamageRegion& damage,
         for (size_t plane = 0; plane < 3; ++plane) {
             const int shift = plane == 0 ? 0 : 1;
             PlanarScaler& scaler = plane == 0 ? scaled.luma : scaled.chroma;
-            scaler.scale({scaled.planes[plane], plane == 0 ? scaled.lumaStride : scaled.chromaStride},
+            scaler.scale({scaled.picture.planes[plane].data, scaled.picture.planes[plane].stride},
                          planeAt(picture, plane, target.x, target.y), picture.planes[plane].stride,
                          rect.x >> shift, rect.y >> shift, rect.right() >> shift, rect.bottom() >> shift);
         }

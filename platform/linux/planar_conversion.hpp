@@ -45,14 +45,12 @@ class PlanarConverter {
     void paintBars(Picture& picture) const;
 
   private:
-    /// Planes of the source rectangle's size and their way to the output.
+    /// A picture of the source rectangle's size and its way to the output.
     struct Scaled {
         Scaled(const PictureLayout& layout);
         PictureLayout layout;
-        int lumaStride;
-        int chromaStride;
         std::vector<uint8_t> memory;
-        std::array<uint8_t*, 3> planes;
+        Picture picture;  ///< planes only; unlike other pictures it may have odd edges
         PlanarScaler luma;
         PlanarScaler chroma;
     };

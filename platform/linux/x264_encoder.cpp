@@ -1,6 +1,5 @@
 #include "platform/linux/x264_encoder.hpp"
 
-#include <libyuv/convert.h>
 #include <libyuv/scale_argb.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "base/thread_annotations.hpp"
+#include "platform/linux/bgrx_to_i420.hpp"
 #include "platform/linux/threads.hpp"
 #include "platform/linux/x264_change_map.hpp"
 #include "platform/linux/x264_content_probe.hpp"
@@ -61,9 +61,8 @@ class I420Buffer {
             }
             source = target;
         }
-        return libyuv::ARGBToI420(source.data, source.stride, planes_[0].data, planes_[0].stride,
-                                  planes_[1].data, planes_[1].stride, planes_[2].data, planes_[2].stride,
-                                  width_, height_) == 0;
+        convertBgrxToI420({source.data, source.stride}, {width_, height_}, planes_);
+        return true;
     }
     const std::array<Picture::Plane, 3>& planes() const { return planes_; }
 
