@@ -7,7 +7,11 @@ namespace quillon {
 
 namespace {
 constexpr Duration kRestartPause = 800ms;
+
+const char* modeName(bool mirror) {
+    return mirror ? "mirror" : "extend";
 }
+}  // namespace
 
 std::shared_ptr<Session> Session::make(Platform& platform) {
     return std::shared_ptr<Session>(new Session(platform));
@@ -126,6 +130,34 @@ void Session::teardown() {
     displayID_.reset();
 }
 
+void Session::setMirror(bool mirror) {
+    if (mirror == config_.mirror) {
+        pendingMirror_.reset();  // of two changes during a transition the last counts
+        return;
+    }
+    const std::string change = std::string("switch to ") + modeName(mirror);
+    if (transitioning_) {
+        pendingMirror_ = mirror;
+        Log::write(change + " queued");
+        return;
+    }
+    config_.mirror = mirror;
+    Log::write(change);
+    restart();
+}
+
+void Session::setTarget(std::optional<std::string> udid, std::optional<std::string> host) {
+    Log::write("target set to " + host.value_or(udid.value_or("default")));
+    config_.targetUDID = udid;
+    config_.targetHost = host;
+    if (!transitioning_) {
+        restart();
+        return;
+    }
+    pendingTarget_ = {std::move(udid), std::move(host)};
+    Log::write("transition busy, target queued");
+}
+
 void Session::finishTransition() {
     transitioning_ = false;
     if (const auto target = std::exchange(pendingTarget_, std::nullopt)) {
@@ -138,7 +170,7 @@ void Session::finishTransition() {
     const auto mirror = std::exchange(pendingMirror_, std::nullopt);
     if (!mirror || *mirror == config_.mirror) return;
     config_.mirror = *mirror;
-    Log::write(std::string("running queued switch to ") + (*mirror ? "mirror" : "extend"));
+    Log::write(std::string("running queued switch to ") + modeName(*mirror));
     restart();
 }
 

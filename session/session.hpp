@@ -54,6 +54,14 @@ class Session : public std::enable_shared_from_this<Session> {
     /// while an earlier restart has not come to its end.
     void restart();
 
+    /// Mirrors the main display, or extends the desktop. Restarts; during a transition the change waits for
+    /// its end.
+    void setMirror(bool mirror);
+
+    /// The user's choice of a device, by cable or by host; neither means any. Restarts; during a transition
+    /// the change waits for its end.
+    void setTarget(std::optional<std::string> udid, std::optional<std::string> host);
+
     /// Takes the virtual display away; the end of the process does the same.
     void destroyVirtualDisplay() { desktop_.destroy(); }
 

@@ -395,6 +395,72 @@ TEST_F(RunningSessionTest, AUdidFromTheCommandLineChoosesAmongSeveralDevices) {
     EXPECT_TRUE(device->connectedAt.empty());
 }
 
+// --- changes during a transition
+
+TEST_F(RunningSessionTest, AMirrorChangeRestartsInTheOtherMode) {
+    startMirroring();
+    session->setMirror(false);
+    EXPECT_EQ(logged("switch to extend"), 1);
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(session->state(), Session::State::running("iPad display 1024×768 · USB"));
+    session->setMirror(false);
+    run(5s);
+    EXPECT_EQ(device->connectedAt.size(), 2U);
+}
+
+TEST_F(RunningSessionTest, AMirrorChangeDuringATransitionRunsAtItsEnd) {
+    startMirroring();
+    session->restart();
+    session->setMirror(false);
+    EXPECT_EQ(logged("switch to extend queued"), 1);
+    EXPECT_TRUE(session->config().mirror);
+    ASSERT_TRUE(eventually([&] { return !session->config().mirror; }));
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(logged("running queued switch to extend"), 1);
+    EXPECT_EQ(session->state(), Session::State::running("iPad display 1024×768 · USB"));
+    run(20s);
+    EXPECT_EQ(device->connectedAt.size(), 3U);
+    EXPECT_EQ(machine.network.openDescriptors(), 1U);
+}
+
+TEST_F(RunningSessionTest, AQueuedMirrorChangeThatHasComeTrueIsDropped) {
+    startMirroring();
+    session->restart();
+    session->setMirror(false);
+    session->setTarget("tablet-1", std::nullopt);  // its restart comes first and leaves the mirror queued
+    ASSERT_TRUE(eventually([&] { return logged("applying queued target") == 1; }));
+    ASSERT_TRUE(eventually([&] { return logged("running queued switch to extend") == 1; }));
+    ASSERT_TRUE(eventuallyRunning());
+    run(20s);
+    EXPECT_FALSE(session->config().mirror);
+    EXPECT_FALSE(session->isTransitioning());
+    EXPECT_EQ(machine.network.openDescriptors(), 1U);
+}
+
+TEST_F(RunningSessionTest, SwitchingBackAndForthDuringATransitionRestartsNothing) {
+    startMirroring();
+    session->restart();
+    session->setMirror(false);
+    session->setMirror(true);
+    ASSERT_TRUE(eventuallyRunning());
+    run(20s);
+    EXPECT_TRUE(session->config().mirror) << "the last word counts";
+    EXPECT_EQ(device->connectedAt.size(), 2U);
+}
+
+TEST_F(RunningSessionTest, ATargetIsChosenAtOnceOrAtTheEndOfATransition) {
+    const auto second = machine.attachDevice("tablet-2", 2);
+    session->setTarget("tablet-1", std::nullopt);
+    EXPECT_EQ(logged("target set to tablet-1"), 1);
+    session->setTarget("tablet-2", std::nullopt);
+    EXPECT_EQ(logged("transition busy, target queued"), 1);
+    ASSERT_TRUE(eventually([&] { return second->connectedAt.size() == 1; }, 60s));
+    session->setTarget(std::nullopt, "192.168.1.30");
+    session->setTarget(std::nullopt, std::nullopt);
+    EXPECT_EQ(logged("target set to 192.168.1.30"), 1);
+    EXPECT_EQ(logged("target set to default"), 1);
+}
+
 // --- statistics
 
 TEST_F(RunningSessionTest, StatisticsComeOnceASecondToObserverAndDevice) {
