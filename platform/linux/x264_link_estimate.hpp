@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "base/time.hpp"
 
@@ -34,13 +35,15 @@ class LinkEstimate {
         if (bits_ == 0) return;
         const double speed = bits_ / std::max(toSeconds(now - sentAt_), toSeconds(kLeastTime));
         bits_ = 0;
-        if (wasBusy_) {
-            const bool isFirst = bitsPerSecond_ == kUnlimited;
-            bitsPerSecond_ =
-                std::max(kSlowest, isFirst ? speed : bitsPerSecond_ + kGain * (speed - bitsPerSecond_));
-        } else {
+        if (!wasBusy_) {
             // Queues on the way may have swallowed the frame whole: that it went at once is no speed.
+            suspected_ = false;
             bitsPerSecond_ *= kCuriosity;
+        } else if (bitsPerSecond_ < kUnlimited) {
+            bitsPerSecond_ = std::max(kSlowest, bitsPerSecond_ + kGain * (speed - bitsPerSecond_));
+        } else if (std::exchange(suspected_, true)) {
+            // Once may be a device that was busy itself; a slow link is so twice in a row.
+            bitsPerSecond_ = std::max(kSlowest, speed);
         }
     }
 
@@ -49,7 +52,7 @@ class LinkEstimate {
     static constexpr double kLeastTelling = 50'000;  ///< bits
     static constexpr double kSlowest = 500'000;      ///< bits a second; a stall is not a speed
     static constexpr double kGain = 0.5;
-    static constexpr double kCuriosity = 1.02;  ///< a frame that went well lets the next be larger
+    static constexpr double kCuriosity = 1.04;  ///< a frame that went well lets the next be larger
     static constexpr Duration kLeastTime = 1ms;
 
     const Duration frameInterval_;
@@ -57,6 +60,7 @@ class LinkEstimate {
     Instant sentAt_{};
     double bits_ = 0;  ///< of the frame that the link has; 0 when it is known to be free
     bool wasBusy_ = false;
+    bool suspected_ = false;  ///< the last telling frame on a link without a limit found it busy
 };
 
 }  // namespace quillon

@@ -288,6 +288,12 @@ class LinkEstimateTest : public testing::Test {
         link_.sawFree(now_);
     }
 
+    /// A link of 8 Mbit/s shows itself.
+    void findSlow() {
+        send(4'000'000, 500ms);
+        send(4'000'000, 500ms);
+    }
+
     static constexpr Duration kInterval = 33ms;
     LinkEstimate link_{kInterval};
     Instant now_{};
@@ -299,30 +305,39 @@ TEST_F(LinkEstimateTest, ALinkThatIsAlwaysFreeIsUnlimited) {
 }
 
 TEST_F(LinkEstimateTest, ABusyLinkTellsItsSpeed) {
-    send(4'000'000, 500ms);
+    findSlow();
     EXPECT_NEAR(link_.bitsPerSecond(), 8'000'000, 200'000);
 }
 
 TEST_F(LinkEstimateTest, FollowsALinkThatGetsFaster) {
-    send(4'000'000, 500ms);
+    findSlow();
     for (int i = 0; i < 60; ++i) send(link_.bitsPerSecond() / 30, 1ms);
     EXPECT_GT(link_.bitsPerSecond(), 18'000'000);
 }
 
+TEST_F(LinkEstimateTest, ADeviceThatWasBusyOnceIsNoSlowLink) {
+    for (int i = 0; i < 5; ++i) {
+        send(600'000, 100ms);
+        send(600'000, 5ms);
+    }
+    EXPECT_TRUE(std::isinf(link_.bitsPerSecond()));
+}
+
 TEST_F(LinkEstimateTest, AFrameSwallowedByAQueueIsNoSpeed) {
-    send(4'000'000, 500ms);
+    findSlow();
     for (int i = 0; i < 5; ++i) send(400'000, 1ms);
     EXPECT_LT(link_.bitsPerSecond(), 10'000'000);
 }
 
 TEST_F(LinkEstimateTest, SmallFramesTellNothing) {
-    send(4'000'000, 500ms);
+    findSlow();
     const double before = link_.bitsPerSecond();
     for (int i = 0; i < 60; ++i) send(1000, 100ms);
     EXPECT_EQ(link_.bitsPerSecond(), before);
 }
 
 TEST_F(LinkEstimateTest, AStallIsNotASpeed) {
+    send(100'000, 60s);
     send(100'000, 60s);
     EXPECT_GE(link_.bitsPerSecond(), 500'000);
 }
