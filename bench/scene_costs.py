@@ -19,6 +19,8 @@ WIDTH, HEIGHT, FPS = 2048, 1536, 30
 
 # Decibels that two measurements of the same encoder differ by.
 PSNR_TOLERANCE = 0.1
+# What was drawn last is given this time to arrive before its candidate is ended.
+ARRIVAL_SECONDS = 0.3
 
 
 class Run:
@@ -38,6 +40,7 @@ class Run:
             self.end = time.monotonic_ns()
             self.memory = procfs.peak_memory_mib(candidate.pid)
             candidate.program.require_running()
+            time.sleep(ARRIVAL_SECONDS)
         self.candidate = candidate
         self.drawn = {index: moment for index, moment in scene.drawn().items() if moment < self.end}
         self.stream = None

@@ -207,7 +207,7 @@ class X264Encoder : public VideoEncoder {
     /// Asks again for a moment: what the link still holds of a key frame is often gone in a few
     /// milliseconds, and the picture after it is then not lost. A newer picture ends the wait.
     bool waitForLink() {
-        const auto deadline = SteadyClock::now() + frameInterval_ / 2;
+        const auto deadline = SteadyClock::now() + frameInterval_;
         while (!askLink()) {
             MutexLock guard(lock_);
             const auto now = SteadyClock::now();
