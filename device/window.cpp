@@ -57,6 +57,8 @@ Window::Video::Video() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
+    // The first touch counts: without this a press that comes with the focus is swallowed.
+    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
     if (SDL_Init(SDL_INIT_VIDEO) != 0) throw noDisplay(SDL_GetError());
     // Without a display SDL is content with a window that nobody sees.
     const std::string driver = SDL_GetCurrentVideoDriver();

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <chrono>
 
 namespace quillon::device {
 namespace {
@@ -82,10 +83,13 @@ std::optional<ScriptedHost::Received> ScriptedHost::read() {
 }
 
 std::optional<ScriptedHost::Received> ScriptedHost::readUntil(wire::MessageType type) {
-    for (;;) {
+    // The device keeps alive, so reading alone would go on for ever.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
         auto received = read();
         if (!received || received->type() == type) return received;
     }
+    return std::nullopt;
 }
 
 bool ScriptedHost::sawEnd() {
