@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "base/text.hpp"
 #include "platform/linux/threads.hpp"
@@ -87,7 +88,7 @@ void X11CaptureStream::run() {
 std::optional<std::string> X11CaptureStream::takeEvents() {
     bool displaysChanged = false;
     while (const auto event = connection_->pollEvent()) {
-        if (grabber_.isDamage(*event)) isChanged_ = true;
+        if (grabber_.isDamage(*event) && !std::exchange(isChanged_, true)) changedAt_ = Clock::now();
         if (isDisplayChange(*connection_, *event)) displaysChanged = true;
     }
     if (displaysChanged) followDisplay();
@@ -124,8 +125,23 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
     return 0ms;
 }
 
+/// A program that draws at our own rate would find each of its pictures waiting for the same part of an
+/// interval, up to a whole one: the grid moves towards the moments of its changes. By one interval in all
+/// until the screen rests, so that the rate still holds.
+X11CaptureStream::Clock::duration X11CaptureStream::slideTowardsChanges(Clock::time_point now, bool rested) {
+    if (rested) slid_ = Clock::duration::zero();
+    if (!isChanged_ || isAllChanged_) return Clock::duration::zero();
+    const auto waited = now - changedAt_;
+    const auto slide = std::clamp<Clock::duration>(std::min(waited, interval_ / 8), Clock::duration::zero(),
+                                                   interval_ - slid_);
+    slid_ += slide;
+    return slide;
+}
+
 void X11CaptureStream::deliver(Clock::time_point now) {
-    due_ = std::max(due_ + interval_, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 4));
+    const auto gridOfNext = due_ + interval_;
+    due_ = std::max(gridOfNext, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 4));
+    due_ -= slideTowardsChanges(now, now >= gridOfNext);
     if (isChanged_ || cursor_) {
         DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
         if (cursor_) cursor_->draw(grabber_, damage);

@@ -36,6 +36,7 @@ class X11CaptureStream : public CaptureStream {
     std::optional<std::string> takeEvents();
     void followDisplay();
     std::optional<Clock::duration> step();
+    Clock::duration slideTowardsChanges(Clock::time_point now, bool rested);
     void deliver(Clock::time_point now);
     void wait(std::optional<Clock::duration> limit) const;
     void wake() const;
@@ -56,6 +57,8 @@ class X11CaptureStream : public CaptureStream {
     bool isAllChanged_ = true;
     bool isWanted_ = false;                          ///< the newest picture was asked for
     Clock::time_point due_;                          ///< the next picture does not come earlier
+    Clock::time_point changedAt_;                    ///< when the screen began to differ
+    Clock::duration slid_{};                         ///< how far the grid has moved since the screen rested
     std::optional<Clock::time_point> missingSince_;  ///< the display was active then for the last time
 
     const int wake_;  ///< eventfd
