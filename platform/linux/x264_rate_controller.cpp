@@ -55,7 +55,7 @@ constexpr int kStepOfRefinement = 4;
 // In movement. Sizes answer to the quantiser by a factor of 2 in 3 to 12 steps; so it rises and falls
 // with caution, and by more than kRise only when frames are several times too large.
 constexpr double kStepsOfRise = 5;
-constexpr double kStepsOfFall = 6;
+constexpr double kStepsOfFall = 4;
 constexpr int kRise = 2;
 constexpr int kMostFall = 3;
 constexpr double kEmergency = -1.3;  // log2
@@ -67,7 +67,7 @@ constexpr int kFinestMovingQp = 4;
 constexpr int kFinerKey = 2;
 // In movement frames are planned with this share of the bit rate, and get at least that share of an even
 // distribution while the bit rate itself holds.
-constexpr double kShareOfMovement = 0.98;
+constexpr double kShareOfMovement = 0.95;
 constexpr double kLeastShare = 0.6;
 
 }  // namespace
@@ -151,7 +151,8 @@ void RateController::setLink(double bitsPerSecond) {
 }
 
 double RateController::largest(double share) const {
-    return std::min(bitrate_ * share, link_ * kLongestOnLink);
+    const double most = bitrate_ * share;
+    return link_ < asked_ ? std::min(most, link_ * kLongestOnLink) : most;
 }
 
 /// The longer nothing has been sent, the larger an improvement may be, so that it comes on any link.
