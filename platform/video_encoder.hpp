@@ -46,8 +46,8 @@ struct EncodedSample {
 /// Called on the encoder's own thread, one call at a time.
 struct EncoderCallbacks {
     std::function<void(const EncodedSample&)> onSample;
-    /// May a picture be encoded now? Asked just before. After a "no" the encoder lets the picture go,
-    /// remembers what it changed, and calls `pictureWanted`.
+    /// May a picture be encoded now? Asked just before. After a "no" the encoder may ask again for about a
+    /// frame's interval; then it lets the picture go, remembers what it changed, and calls `pictureWanted`.
     std::function<bool()> ready;
     /// The encoder let a picture go; the newest one should be submitted again.
     std::function<void()> pictureWanted;
