@@ -7,6 +7,9 @@ class Permissions {
   public:
     virtual ~Permissions() = default;
 
+    /// Does this system ask users such questions at all? If not, everything is allowed.
+    virtual bool asksUser() = 0;
+
     virtual bool canCaptureScreen() = 0;
     /// Asks the user; true when allowed by now.
     virtual bool requestScreenCapture() = 0;

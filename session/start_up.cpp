@@ -114,10 +114,9 @@ void Session::rememberDevice(const std::optional<std::string>& greeting) {
     if (!greeting || connectedUDID_.empty()) return;
     const auto model = wire::parseGreeting(*greeting).model;
     if (!model) return;
-    SettingsStore& settings = platform_.settings();
-    settings.setString("lastDeviceModel", *model);
-    settings.setString("lastDeviceID", connectedUDID_);
-    settings.setString("deviceModel." + connectedUDID_, *model);
+    platform_.settings().write({{"lastDeviceModel", *model},
+                                {"lastDeviceID", connectedUDID_},
+                                {"deviceModel." + connectedUDID_, *model}});
 }
 
 void Session::choosePreferences() {

@@ -36,6 +36,7 @@ class NoServiceBrowser : public ServiceBrowser {
 /// X11 lets every client see the screen and make events: there is nothing to ask for.
 class GrantedPermissions : public Permissions {
   public:
+    bool asksUser() override { return false; }
     bool canCaptureScreen() override { return true; }
     bool requestScreenCapture() override { return true; }
     bool isTrustedForControl() override { return true; }

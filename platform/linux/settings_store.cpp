@@ -1,7 +1,13 @@
 #include "platform/linux/settings_store.hpp"
 
+#include <fcntl.h>
 #include <glib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -48,6 +54,51 @@ KeyFile load(const fs::path& file) {
     return KeyFile(g_key_file_new());
 }
 
+/// A new version of the file on its way. Whoever holds one is the only writer.
+class Draft {
+  public:
+    explicit Draft(const fs::path& file) : file_(file), path_(file.string() + ".new") {
+        std::error_code ignored;
+        fs::create_directories(file_.parent_path(), ignored);
+        do {
+            close();
+            descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        } while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) == 0 && !isThePathsFile());
+    }
+    ~Draft() { close(); }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    /// Makes `content` the file. False with `errno` when something fails; the old file stays then.
+    bool publish(std::string_view content) const {
+        if (descriptor_ < 0 || ftruncate(descriptor_, 0) != 0) return false;
+        while (!content.empty()) {
+            const ssize_t written = ::write(descriptor_, content.data(), content.size());
+            if (written < 0 && errno == EINTR) continue;
+            if (written < 0) return false;
+            content.remove_prefix(static_cast<size_t>(written));
+        }
+        return fsync(descriptor_) == 0 && rename(path_.c_str(), file_.c_str()) == 0;
+    }
+
+  private:
+    /// While this program waited for the lock the one before may have renamed its draft away.
+    bool isThePathsFile() const {
+        struct stat mine {};
+        struct stat there {};
+        return fstat(descriptor_, &mine) == 0 && stat(path_.c_str(), &there) == 0 &&
+               mine.st_ino == there.st_ino;
+    }
+    void close() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        descriptor_ = -1;
+    }
+
+    const fs::path file_;
+    const fs::path path_;
+    int descriptor_ = -1;
+};
+
 }  // namespace
 
 KeyFileSettings::KeyFileSettings(fs::path file) : file_(std::move(file)) {}
@@ -56,20 +107,41 @@ fs::path KeyFileSettings::defaultFile() {
     return fs::path(g_get_user_config_dir()) / "Quillon" / "settings.ini";
 }
 
+bool KeyFileSettings::contains(const std::string& key) {
+    const KeyFile settings = load(file_);
+    return g_key_file_has_key(settings.get(), kGroup, escaped(key).c_str(), nullptr) != 0;
+}
+
 std::optional<std::string> KeyFileSettings::string(const std::string& key) {
     const KeyFile settings = load(file_);
     const Text value(g_key_file_get_string(settings.get(), kGroup, escaped(key).c_str(), nullptr));
     return value ? std::optional<std::string>(value.get()) : std::nullopt;
 }
 
-void KeyFileSettings::setString(const std::string& key, const std::string& value) {
+std::optional<int64_t> KeyFileSettings::integer(const std::string& key) {
+    return parseInteger(string(key).value_or(""));
+}
+
+std::optional<bool> KeyFileSettings::boolean(const std::string& key) {
+    return parseBoolean(string(key).value_or(""));
+}
+
+void KeyFileSettings::write(const std::vector<SettingsChange>& changes) {
+    const Draft draft(file_);
     const KeyFile settings = load(file_);
-    g_key_file_set_string(settings.get(), kGroup, escaped(key).c_str(), repairedUtf8(viewOf(value)).c_str());
-    std::error_code ignored;
-    fs::create_directories(file_.parent_path(), ignored);
-    GError* failure = nullptr;
-    if (!g_key_file_save_to_file(settings.get(), file_.c_str(), &failure)) {
-        Log::write(formatted("settings: %s", Error(failure)->message));
+    for (const SettingsChange& change : changes) {
+        const std::string key = escaped(change.key);
+        if (change.value) {
+            g_key_file_set_string(settings.get(), kGroup, key.c_str(),
+                                  repairedUtf8(viewOf(textOf(*change.value))).c_str());
+        } else {
+            g_key_file_remove_key(settings.get(), kGroup, key.c_str(), nullptr);
+        }
+    }
+    gsize size = 0;
+    const Text content(g_key_file_to_data(settings.get(), &size, nullptr));
+    if (!draft.publish({content.get(), size})) {
+        Log::write(formatted("settings: cannot write %s: %s", file_.c_str(), std::strerror(errno)));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "platform/simulated/desktop.hpp"
 
+#include "base/text.hpp"
+
 namespace quillon::simulated {
 
 SimulatedDisplays::Display* SimulatedDisplays::find(DisplayID id) {
@@ -161,7 +163,22 @@ bool SimulatedWindows::move(uint64_t id, Point origin) {
 std::optional<std::string> SimulatedSettingsStore::string(const std::string& key) {
     const auto found = values.find(key);
     if (found == values.end()) return std::nullopt;
-    return found->second;
+    return textOf(found->second);
+}
+
+std::optional<int64_t> SimulatedSettingsStore::integer(const std::string& key) {
+    return parseInteger(string(key).value_or(""));
+}
+
+std::optional<bool> SimulatedSettingsStore::boolean(const std::string& key) {
+    return parseBoolean(string(key).value_or(""));
+}
+
+void SimulatedSettingsStore::write(const std::vector<SettingsChange>& changes) {
+    for (const SettingsChange& change : changes) {
+        values.erase(change.key);
+        if (change.value) values.emplace(change.key, *change.value);
+    }
 }
 
 }  // namespace quillon::simulated

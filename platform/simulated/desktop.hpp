@@ -106,11 +106,13 @@ class SimulatedWindows : public Windows {
 
 class SimulatedPermissions : public Permissions {
   public:
+    bool asks = true;
     bool capture = true;
     bool control = true;
     int captureRequests = 0;
     int controlRequests = 0;
 
+    bool asksUser() override { return asks; }
     bool canCaptureScreen() override { return capture; }
     bool requestScreenCapture() override {
         ++captureRequests;
@@ -120,12 +122,16 @@ class SimulatedPermissions : public Permissions {
     void requestControl() override { ++controlRequests; }
 };
 
+/// Keeps each value with its type; a test may put anything under any key.
 class SimulatedSettingsStore : public SettingsStore {
   public:
-    std::map<std::string, std::string> values;
+    std::map<std::string, SettingsValue> values;
 
+    bool contains(const std::string& key) override { return values.contains(key); }
     std::optional<std::string> string(const std::string& key) override;
-    void setString(const std::string& key, const std::string& value) override { values[key] = value; }
+    std::optional<int64_t> integer(const std::string& key) override;
+    std::optional<bool> boolean(const std::string& key) override;
+    void write(const std::vector<SettingsChange>& changes) override;
 };
 
 }  // namespace quillon::simulated

@@ -54,9 +54,9 @@ TEST_F(SessionTest, RemembersTheDevice) {
     machine.attachDevice("tablet-1")->greeting = "Tablet 2 Tablet13,8 2388x1668\n";
     session->start(mirroring());
     ASSERT_TRUE(eventuallyRunning());
-    EXPECT_EQ(machine.stored.values["lastDeviceModel"], "Tablet13,8");
-    EXPECT_EQ(machine.stored.values["lastDeviceID"], "tablet-1");
-    EXPECT_EQ(machine.stored.values["deviceModel.tablet-1"], "Tablet13,8");
+    EXPECT_EQ(machine.stored.string("lastDeviceModel"), "Tablet13,8");
+    EXPECT_EQ(machine.stored.string("lastDeviceID"), "tablet-1");
+    EXPECT_EQ(machine.stored.string("deviceModel.tablet-1"), "Tablet13,8");
 }
 
 TEST_F(SessionTest, WithoutAModelNothingIsRemembered) {
