@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/application_shell.hpp"
 #include "platform/capture.hpp"
 #include "platform/displays.hpp"
 #include "platform/pattern_canvas.hpp"
@@ -43,6 +44,11 @@ class Platform {
     /// Throws EncoderFailure.
     virtual std::unique_ptr<VideoEncoder> makeEncoder(const EncoderSettings& settings,
                                                       EncoderCallbacks callbacks) = 0;
+
+    /// The tray application's half of the platform; this loads the toolkit. Throws ShellFailure. Null when
+    /// the application runs already in this login session: it was asked to come forward (`wasReopened`), and
+    /// this process has nothing left to do.
+    virtual std::unique_ptr<ApplicationShell> makeApplicationShell() = 0;
 };
 
 /// The platform this program was built for.

@@ -36,6 +36,9 @@ class LinuxPlatform : public Platform {
                                               EncoderCallbacks callbacks) override {
         return makeX264Encoder(settings, std::move(callbacks), loop_);
     }
+    std::unique_ptr<ApplicationShell> makeApplicationShell() override {
+        throw ShellFailure("this build has no tray application");
+    }
 
   private:
     LinuxRunLoop loop_;

@@ -8,6 +8,7 @@
 #include "platform/simulated/network.hpp"
 #include "platform/simulated/run_loop.hpp"
 #include "platform/simulated/service_browser.hpp"
+#include "platform/simulated/shell.hpp"
 #include "platform/simulated/threads.hpp"
 
 namespace quillon::simulated {
@@ -35,6 +36,7 @@ class SimulatedPlatform : public Platform {
     SimulatedSettingsStore stored;
     SimulatedPatternCanvases canvases;
     EncoderBehaviour encoder;
+    ShellWorld shell;  ///< what the tray application's shells show, whenever one is made
 
     /// A device behind the cable that listens on the usual port.
     std::shared_ptr<Device> attachDevice(const std::string& udid, uint32_t handle = 1);
@@ -57,6 +59,9 @@ class SimulatedPlatform : public Platform {
     std::unique_ptr<VideoEncoder> makeEncoder(const EncoderSettings& settings,
                                               EncoderCallbacks callbacks) override {
         return makeSimulatedEncoder(machine, workers, encoder, settings, std::move(callbacks));
+    }
+    std::unique_ptr<ApplicationShell> makeApplicationShell() override {
+        return makeSimulatedShell(loop, shell);
     }
 };
 
