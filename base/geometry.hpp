@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 
 namespace quillon {
 
@@ -11,6 +12,11 @@ struct Size {
     bool operator==(const Size&) const = default;
     bool isEmpty() const { return width <= 0 || height <= 0; }
 };
+
+/// For example "1024x768".
+inline std::string sizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
 
 /// A rectangle of whole pixels: left-top corner, width, height.
 struct PixelRect {

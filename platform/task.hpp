@@ -172,14 +172,15 @@ class Resumption {
     std::shared_ptr<std::coroutine_handle<>> waiting_;
 };
 
-/// Blocking work that a task waits for.
-template <typename Work>
+/// Blocking work that a task waits for. `Place` is where it runs: given a function, it calls it on another
+/// thread.
+template <typename Place, typename Work>
 class BackgroundWork {
   public:
     using Result = std::invoke_result_t<Work>;
 
-    BackgroundWork(RunLoop& loop, Threads& threads, Work work)
-        : loop_(loop), threads_(threads), work_(std::move(work)) {}
+    BackgroundWork(RunLoop& loop, Place place, Work work)
+        : loop_(loop), place_(std::move(place)), work_(std::move(work)) {}
 
     // Only a named object can be awaited: GCC 12 destroys what a temporary of a co_await expression has
     // captured twice.
@@ -200,8 +201,8 @@ class BackgroundWork {
     };
 
     void begin(std::coroutine_handle<> caller) {
-        threads_.runConcurrently([work = std::move(work_), &loop = loop_, outcome = outcome_,
-                                  waiting = resumption_.arm(caller)]() mutable {
+        place_([work = std::move(work_), &loop = loop_, outcome = outcome_,
+                waiting = resumption_.arm(caller)]() mutable {
             try {
                 if constexpr (std::is_void_v<Result>) {
                     work();
@@ -223,7 +224,7 @@ class BackgroundWork {
     }
 
     RunLoop& loop_;
-    Threads& threads_;
+    Place place_;
     Work work_;
     std::shared_ptr<Outcome> outcome_ = std::make_shared<Outcome>();
     Resumption resumption_;
@@ -253,7 +254,15 @@ struct SleepAwaiter {
 /// to the task's frame.
 template <typename Work>
 [[nodiscard]] auto inBackground(RunLoop& loop, Threads& threads, Work work) {
-    return detail::BackgroundWork<Work>(loop, threads, std::move(work));
+    auto place = [&threads](auto function) { threads.runConcurrently(std::move(function)); };
+    return detail::BackgroundWork(loop, std::move(place), std::move(work));
+}
+
+/// The same on a queue, in the queue's order.
+template <typename Work>
+[[nodiscard]] auto onQueue(RunLoop& loop, SerialQueue& queue, Work work) {
+    auto place = [&queue](auto function) { queue.async(std::move(function)); };
+    return detail::BackgroundWork(loop, std::move(place), std::move(work));
 }
 
 inline auto RunLoop::sleep(Duration interval) {

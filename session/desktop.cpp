@@ -1,6 +1,5 @@
 #include "session/desktop.hpp"
 
-#include <cmath>
 #include <string>
 
 #include "base/log.hpp"
@@ -24,10 +23,6 @@ VirtualDisplayRequest displayRequest() {
     return request;
 }
 
-double aspect(Size size) {
-    return static_cast<double>(size.width) / static_cast<double>(size.height);
-}
-
 }  // namespace
 
 std::vector<DisplayID> ourDisplays(Displays& displays) {
@@ -36,13 +31,6 @@ std::vector<DisplayID> ourDisplays(Displays& displays) {
         if (displays.identity(display) == kOwnDisplay) ours.push_back(display);
     }
     return ours;
-}
-
-std::optional<Scaling> automaticScaling(Size panel, Size desktop) {
-    constexpr double kNotableDifference = 0.25;
-    if (panel.isEmpty() || desktop.isEmpty()) return std::nullopt;
-    const double difference = std::abs(aspect(panel) - aspect(desktop)) / aspect(desktop);
-    return difference > kNotableDifference ? Scaling::fill : Scaling::fit;
 }
 
 Task<DisplayID> VirtualDesktop::obtain() {

@@ -5,7 +5,6 @@
 
 #include "platform/platform.hpp"
 #include "platform/task.hpp"
-#include "session/types.hpp"
 
 namespace quillon {
 
@@ -14,10 +13,6 @@ inline constexpr Displays::Identity kOwnDisplay{1452, 4096};
 
 /// The active displays that are virtual displays of this program, in the system's order.
 std::vector<DisplayID> ourDisplays(Displays& displays);
-
-/// Fill when the shapes of panel and desktop differ by more than a quarter, otherwise fit; nothing when a
-/// size is empty.
-std::optional<Scaling> automaticScaling(Size panel, Size desktop);
 
 /// The virtual display of a session. It outlives stop and restart and is destroyed with this object.
 /// Main thread.

@@ -4,7 +4,7 @@
 
 #include "display/window_mover.hpp"
 #include "session/cursor_feed.hpp"
-#include "session/desktop.hpp"
+#include "session/desktop_rules.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/statistics.hpp"
 
