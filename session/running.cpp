@@ -1,4 +1,5 @@
 #include "base/log.hpp"
+#include "session/desktop_rules.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/session.hpp"
 
@@ -12,10 +13,6 @@ namespace {
 constexpr Duration kRetryAfterLoss = 1500ms;
 constexpr Duration kCableLookInterval = 3s;
 
-std::string sizeText(Size size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
-
 }  // namespace
 
 bool Session::send(wire::MessageType type, ByteView payload, PacketWriter::Kind kind) {
@@ -26,13 +23,18 @@ void Session::sendSettingsLine() {
     if (!link_) return;
     wire::Settings settings;
     settings.mirror = config_.mirror;
-    settings.virtualSize = {static_cast<int>(config_.virtualWidth), static_cast<int>(config_.virtualHeight)};
+    settings.virtualSize = config_.virtualSize();
     settings.smoothness = config_.smoothness;
     settings.quality = config_.quality;
     settings.scaling = effectiveScaling_;
     const std::string line = wire::settingsLine(settings);
     send(wire::MessageType::settingsLine, viewOf(line), PacketWriter::Kind::control);
     Log::write("settings line: " + line + " (fd=" + std::to_string(link_->fd()) + ")");
+}
+
+void Session::sendOverlayFlag() {
+    const uint8_t overlay = config_.showOverlay ? 1 : 0;
+    send(wire::MessageType::overlay, {&overlay, 1}, PacketWriter::Kind::control);
 }
 
 std::string Session::runningDescription() const {
@@ -44,9 +46,8 @@ std::string Session::runningDescription() const {
 
 Scaling Session::scalingForThisSession() const {
     if (config_.scalingExplicit) return config_.scaling;
-    const Size panel =
-        panelPixels_.value_or(Size{static_cast<int>(config_.width), static_cast<int>(config_.height)});
-    Size desktop{static_cast<int>(config_.virtualWidth), static_cast<int>(config_.virtualHeight)};
+    const Size panel = panelPixels_.value_or(config_.rasterSize());
+    Size desktop = config_.virtualSize();
     if (config_.mirror) {
         const Rect main = platform_.displays().bounds(platform_.displays().main());
         desktop = {static_cast<int>(main.width), static_cast<int>(main.height)};

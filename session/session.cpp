@@ -7,10 +7,6 @@ namespace quillon {
 
 namespace {
 constexpr Duration kRestartPause = 800ms;
-
-const char* modeName(bool mirror) {
-    return mirror ? "mirror" : "extend";
-}
 }  // namespace
 
 std::shared_ptr<Session> Session::make(Platform& platform) {
@@ -22,6 +18,7 @@ Session::Session(Platform& platform)
       loop_(platform.mainLoop()),
       startTime_(loop_.now()),
       desktop_(platform),
+      arrangement_(platform),
       connector_(std::make_shared<LinkConnector>(platform)),
       statistics_(std::make_shared<Statistics>()),
       watchdog_(std::make_shared<SilenceWatchdog>(loop_,
@@ -53,6 +50,8 @@ void Session::start(const Config& config) {
     config_ = config;
     effectiveScaling_ = config.scaling;
     stopping_ = false;
+    pendingTarget_.reset();
+    pendingMirror_.reset();
     startTime_ = loop_.now();
     durationTimer_.reset();
     setState(State::starting());
@@ -68,6 +67,7 @@ void Session::stop() {
     transitioning_ = false;
     watchdog_->stop();
     durationTimer_.reset();
+    arrangement_.cancel();
     if (!config_.mirror && desktop_.isOwned()) {
         Displays& displays = platform_.displays();
         WindowMover(platform_.windows(), displays, platform_.permissions())
@@ -79,6 +79,7 @@ void Session::stop() {
 }
 
 void Session::restart() {
+    if (state_.kind == State::Kind::idle) return;
     if (transitioning_) {
         Log::write("transition already in progress, ignoring");
         return;
@@ -128,34 +129,6 @@ void Session::teardown() {
     messages_.reset();
     injector_.reset();
     displayID_.reset();
-}
-
-void Session::setMirror(bool mirror) {
-    if (mirror == config_.mirror) {
-        pendingMirror_.reset();  // of two changes during a transition the last counts
-        return;
-    }
-    const std::string change = std::string("switch to ") + modeName(mirror);
-    if (transitioning_) {
-        pendingMirror_ = mirror;
-        Log::write(change + " queued");
-        return;
-    }
-    config_.mirror = mirror;
-    Log::write(change);
-    restart();
-}
-
-void Session::setTarget(std::optional<std::string> udid, std::optional<std::string> host) {
-    Log::write("target set to " + host.value_or(udid.value_or("default")));
-    config_.targetUDID = udid;
-    config_.targetHost = host;
-    if (!transitioning_) {
-        restart();
-        return;
-    }
-    pendingTarget_ = {std::move(udid), std::move(host)};
-    Log::write("transition busy, target queued");
 }
 
 void Session::finishTransition() {

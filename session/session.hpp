@@ -11,6 +11,7 @@
 #include "platform/task.hpp"
 #include "session/cursor_feed.hpp"
 #include "session/desktop.hpp"
+#include "session/desktop_arrangement.hpp"
 #include "session/device_messages.hpp"
 #include "session/link.hpp"
 #include "session/link_connector.hpp"
@@ -51,16 +52,37 @@ class Session : public std::enable_shared_from_this<Session> {
     void stop();
 
     /// Takes link and pipeline down and runs the start-up again with the current configuration. Refused
-    /// while an earlier restart has not come to its end.
+    /// while an earlier restart has not come to its end ("in transition"); an idle session stays idle.
     void restart();
 
-    /// Mirrors the main display, or extends the desktop. Restarts; during a transition the change waits for
-    /// its end.
-    void setMirror(bool mirror);
+    // --- what the user changes at any time, session/live_settings.cpp
+    // Each is stored for the next start-up as well. Those that restart only store the value when a
+    // transition refuses it, but for the mirror and the target, which wait for the transition's end.
 
-    /// The user's choice of a device, by cable or by host; neither means any. Restarts; during a transition
-    /// the change waits for its end.
+    /// Restarts, unless it is the quality set last.
+    void setQuality(StreamQuality quality);
+    /// From now on the user's choice, whatever the panel's shape. Restarts a running session when it differs.
+    void setScaling(Scaling scaling);
+    /// Frames that the device holds back; told to the device, no restart.
+    void setSmoothing(int64_t frames);
+    /// Told to the device, no restart.
+    void setOverlayVisible(bool visible);
+    /// Restarts when it differs.
+    void setTransport(Transport transport);
+    /// Mirrors the main display, or extends the desktop. Restarts when it differs.
+    void setMirror(bool mirror);
+    /// The user's choice of a device, by cable or by host; neither means any. Restarts.
     void setTarget(std::optional<std::string> udid, std::optional<std::string> host);
+    /// Moves the virtual display to that side of the main one: "left", "right", "above", "below".
+    void setPosition(const std::string& position);
+
+    // --- the virtual display's desktop, session/arranging.cpp
+
+    /// Sizes in points that the virtual display offers and the panel has room for, by width; none without a
+    /// virtual display.
+    std::vector<Size> availableResolutions() const;
+    /// Gives the virtual display a desktop of so many points, if it is offered.
+    void setResolution(int width, int height);
 
     /// Takes the virtual display away; the end of the process does the same.
     void destroyVirtualDisplay() { desktop_.destroy(); }
@@ -112,6 +134,7 @@ class Session : public std::enable_shared_from_this<Session> {
     // --- while it runs, session/running.cpp
     bool send(wire::MessageType type, ByteView payload, PacketWriter::Kind kind);
     void sendSettingsLine();
+    void sendOverlayFlag();
     void panelReported(const std::string& text);
     void panelChanged();
     void reconfigureForPanel();
@@ -120,6 +143,10 @@ class Session : public std::enable_shared_from_this<Session> {
     void linkLost();
     Task<> watchForCable(Ticket ticket);
     std::string runningDescription() const;
+
+    // --- session/arranging.cpp and session/live_settings.cpp
+    Task<> changeMode(DisplayID display, DisplayMode mode);
+    Task<> moveDisplay(DisplayID display);
 
     Platform& platform_;
     RunLoop& loop_;
@@ -138,6 +165,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::optional<Size> panelPixels_;
     bool clientSupportsPing_ = false;
     Scaling effectiveScaling_ = Scaling::fit;
+    std::optional<StreamQuality> lastAppliedQuality_;  ///< set by the user
 
     // changes asked for during a transition
     struct Target {
@@ -149,6 +177,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
     // collaborators of the whole life
     VirtualDesktop desktop_;
+    DesktopArrangement arrangement_;
     const std::shared_ptr<LinkConnector> connector_;
     const std::shared_ptr<Statistics> statistics_;
     const std::shared_ptr<SilenceWatchdog> watchdog_;

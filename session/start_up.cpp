@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <cstdio>
-#include <limits>
 
 #include "base/log.hpp"
 #include "base/text.hpp"
@@ -17,11 +15,6 @@ namespace {
 constexpr Duration kRetryWithoutDisplay = 5s;
 constexpr Duration kRetryWithoutLink = 5s;
 constexpr Duration kRetryWithoutCapture = 4s;
-
-int toInt(int64_t value) {
-    return static_cast<int>(
-        std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-}
 
 }  // namespace
 
@@ -84,7 +77,7 @@ Task<bool> Session::prepareDisplay(Ticket ticket) {
         if (config_.displayIndex >= 0 && index < active.size()) display = active[index];
     }
     if (display != 0) displayID_ = display;
-    Log::write(std::string("mode=") + (config_.mirror ? "mirror" : "extend") + ", capturing display " +
+    Log::write(std::string("mode=") + modeName(config_.mirror) + ", capturing display " +
                std::to_string(display));
     co_return true;
 }
@@ -123,6 +116,7 @@ void Session::choosePreferences() {
     const bool wifi = isWiFi(activeTransport_);
     config_.quality = wifi ? config_.qualityWiFi : config_.qualityUSB;
     config_.smoothness = wifi ? config_.smoothWiFi : config_.smoothUSB;
+    if (lastAppliedQuality_ != config_.quality) lastAppliedQuality_.reset();
     Log::write(std::string("prefs for ") + (wifi ? "Wi-Fi" : "USB") + ": quality " +
                std::string(namesOf(config_.quality).logName) + ", smooth " +
                std::to_string(config_.smoothness));
@@ -155,8 +149,7 @@ void Session::buildPipeline() {
 void Session::sendStartUpMessages() {
     send(wire::MessageType::linkName, viewOf(wire::linkName(activeTransport_)), PacketWriter::Kind::control);
     sendSettingsLine();
-    const uint8_t overlay = config_.showOverlay ? 1 : 0;
-    send(wire::MessageType::overlay, {&overlay, 1}, PacketWriter::Kind::control);
+    sendOverlayFlag();
     if (displayID_) {
         injector_ =
             std::make_shared<InputInjector>(platform_.pointer(), platform_.displays().bounds(*displayID_));
@@ -208,7 +201,7 @@ Task<> Session::startCapture(Ticket ticket) {
     }
     StreamPipeline::CaptureStart start;
     start.displayID = displayID_;
-    start.displayIndex = toInt(config_.displayIndex);
+    start.displayIndex = clampedToInt(config_.displayIndex);
     start.scaling = effectiveScaling_;
     start.timeBase = startTime_;
     start.pace = config_.pace;
@@ -233,7 +226,7 @@ Task<> Session::startCapture(Ticket ticket) {
 }
 
 void Session::startPattern() {
-    const Size size{toInt(config_.width), toInt(config_.height)};
+    const Size size = config_.rasterSize();
     pipeline_->startPattern(size, startTime_);
     setState(
         State::running("Test pattern " + std::to_string(size.width) + "×" + std::to_string(size.height)));

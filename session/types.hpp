@@ -1,12 +1,21 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 
+#include "base/geometry.hpp"
 #include "base/stream_types.hpp"
 
 namespace quillon {
+
+/// A configured number as an `int`, which absurd ones do not fit.
+inline int clampedToInt(int64_t value) {
+    return static_cast<int>(
+        std::clamp<int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
 
 /// Everything a session needs to start. The initial values are those the application starts from
 /// before it lays the user's settings over them; the command line fills the same record.
@@ -45,6 +54,9 @@ struct SessionConfig {
     uint16_t tcpPort = 5555;
     Transport transport = Transport::usb;
     std::optional<std::string> wifiHost;  ///< fallback address entered by the user
+
+    Size rasterSize() const { return {clampedToInt(width), clampedToInt(height)}; }
+    Size virtualSize() const { return {clampedToInt(virtualWidth), clampedToInt(virtualHeight)}; }
 };
 
 /// What an observer sees of a session.
@@ -69,6 +81,11 @@ struct SessionState {
     bool isRunning() const { return kind == Kind::running; }
     bool operator==(const SessionState&) const = default;
 };
+
+/// The two ways to use a display, as the log calls them.
+inline const char* modeName(bool mirror) {
+    return mirror ? "mirror" : "extend";
+}
 
 /// One statistics sample.
 struct SessionStats {

@@ -449,6 +449,7 @@ TEST_F(RunningSessionTest, SwitchingBackAndForthDuringATransitionRestartsNothing
 }
 
 TEST_F(RunningSessionTest, ATargetIsChosenAtOnceOrAtTheEndOfATransition) {
+    startMirroring();
     const auto second = machine.attachDevice("tablet-2", 2);
     session->setTarget("tablet-1", std::nullopt);
     EXPECT_EQ(logged("target set to tablet-1"), 1);
