@@ -39,9 +39,10 @@ bool isWaylandBridge(const X11Connection& connection);
 /// One thread at a time.
 class X11DesktopView {
   public:
-    /// The connection, for requests beside the desktop's; null when there is no server now.
+    /// The connection, for requests beside the desktop's; null when there is no server now. Valid until the
+    /// next call of either function, which may find that its server is gone.
     X11Connection* connection();
-    /// Empty when there is no server.
+    /// Empty when there is no server. Valid as long.
     const X11Desktop& desktop();
 
   private:

@@ -146,11 +146,11 @@ class X11Pointer::MotionObservation : public Pointer::Observation {
 
 std::optional<Point> X11Pointer::location() {
     const MutexLock guard(lock_);
+    const PixelRect origin = view_.desktop().mainPlace();
     X11Connection* connection = view_.connection();
     if (connection == nullptr) return std::nullopt;
     const auto place = pointerPlace(*connection);
     if (!place) return std::nullopt;
-    const PixelRect origin = view_.desktop().mainPlace();
     return Point{static_cast<double>(place->x - origin.x), static_cast<double>(place->y - origin.y)};
 }
 
@@ -160,9 +160,9 @@ std::unique_ptr<Pointer::Observation> X11Pointer::observeMotion(std::function<vo
 
 void X11Pointer::post(Event event, Point place) {
     const MutexLock guard(lock_);
+    const PixelRect origin = view_.desktop().mainPlace();
     X11Connection* connection = view_.connection();
     if (connection == nullptr || !canPost(*connection)) return;
-    const PixelRect origin = view_.desktop().mainPlace();
     fake(*connection, XCB_MOTION_NOTIFY, 0, rootCoordinate(place.x, origin.x),
          rootCoordinate(place.y, origin.y));
     if (event == Event::press) fake(*connection, XCB_BUTTON_PRESS, kLeftButton, 0, 0);
