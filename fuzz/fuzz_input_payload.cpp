@@ -22,7 +22,10 @@ class CheckedPointer : public Pointer {
         fuzz::require(std::isfinite(place.x) && std::isfinite(place.y));
         ++events;
     }
-    void postScroll(int, int) override { ++events; }
+    void postScroll(double vertical, double horizontal) override {
+        fuzz::require(std::isfinite(vertical) && std::isfinite(horizontal));
+        ++events;
+    }
 };
 
 }  // namespace

@@ -46,7 +46,7 @@ void InputInjector::handle(ByteView payload) const {
 
 void InputInjector::scroll(double dx, double dy) const {
     if (!isWithin(dx, kLongestScroll) || !isWithin(dy, kLongestScroll)) return;
-    pointer_.postScroll(static_cast<int>(-dy), static_cast<int>(-dx));
+    pointer_.postScroll(-dy, -dx);
 }
 
 }  // namespace quillon

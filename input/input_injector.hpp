@@ -17,7 +17,7 @@ class InputInjector {
     /// Payloads that are too short, and numbers that are not finite or beyond any desktop, are dropped.
     void handle(ByteView payload) const;
 
-    /// Scrolls by so many pixels, as a finger drags the content.
+    /// Scrolls by so many pixels: positive ones towards the right and the end of the document.
     void scroll(double dx, double dy) const;
 
   private:

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -28,8 +31,17 @@ class Pointer {
     /// Posts one left-button or motion event at a place. Any thread. Failures are silent.
     virtual void post(Event event, Point place) = 0;
 
-    /// Posts one scroll event in pixels: wheel 1 vertical, wheel 2 horizontal. Any thread.
-    virtual void postScroll(int vertical, int horizontal) = 0;
+    /// Posts one scroll in pixels: positive ones turn the wheels towards the top and the left of the
+    /// document. Both are finite. Any thread. A system whose events count whole pixels drops the fractions
+    /// (`wholePixels`); one that counts clicks of a wheel keeps what does not make a whole one for the next
+    /// scroll.
+    virtual void postScroll(double vertical, double horizontal) = 0;
 };
+
+/// Towards zero, and as far as 32 bits reach.
+inline int32_t wholePixels(double pixels) {
+    using Limits = std::numeric_limits<int32_t>;
+    return static_cast<int32_t>(std::clamp<double>(pixels, Limits::min(), Limits::max()));
+}
 
 }  // namespace quillon

@@ -15,8 +15,8 @@ namespace {
 
 constexpr Duration kLookInterval = 500ms;
 constexpr Duration kLookTolerance = 100ms;
-constexpr int kPixelsPerClick = 15;
-constexpr int kMostPixels = 100 * kPixelsPerClick;  // in one event: far beyond any finger
+constexpr double kPixelsPerClick = 15;
+constexpr double kMostPixels = 100 * kPixelsPerClick;  // in one event: far beyond any finger
 
 constexpr uint8_t kLeftButton = 1;
 constexpr uint8_t kWheelUp = 4, kWheelDown = 5, kWheelLeft = 6, kWheelRight = 7;
@@ -170,17 +170,17 @@ void X11Pointer::post(Event event, Point place) {
     xcb_flush(connection->get());
 }
 
-int X11Pointer::Wheel::clicks(int more) {
+int X11Pointer::Wheel::clicks(double more) {
     more = std::clamp(more, -kMostPixels, kMostPixels);
     // Turning back does not first have to undo what is left of the other direction.
     if (more * pixels < 0) pixels = 0;
     pixels += more;
-    const int whole = pixels / kPixelsPerClick;
+    const int whole = static_cast<int>(pixels / kPixelsPerClick);
     pixels -= whole * kPixelsPerClick;
     return whole;
 }
 
-void X11Pointer::postScroll(int vertical, int horizontal) {
+void X11Pointer::postScroll(double vertical, double horizontal) {
     const MutexLock guard(lock_);
     X11Connection* connection = view_.connection();
     if (connection == nullptr || !canPost(*connection)) return;

@@ -72,6 +72,7 @@ class SimulatedPointer : public Pointer {
         Point place;
         bool operator==(const Posted&) const = default;
     };
+    /// In whole pixels.
     struct Scrolled {
         int vertical = 0;
         int horizontal = 0;
@@ -89,7 +90,9 @@ class SimulatedPointer : public Pointer {
     std::optional<Point> location() override;
     std::unique_ptr<Observation> observeMotion(std::function<void()> onMotion) override;
     void post(Event event, Point at) override { posted.push_back({event, at}); }
-    void postScroll(int vertical, int horizontal) override { scrolled.push_back({vertical, horizontal}); }
+    void postScroll(double vertical, double horizontal) override {
+        scrolled.push_back({wholePixels(vertical), wholePixels(horizontal)});
+    }
 
   private:
     class Observer;

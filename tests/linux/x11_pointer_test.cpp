@@ -74,30 +74,56 @@ TEST_F(X11PointerTest, PostsMotionAndButtons) {
                                                      {XCB_BUTTON_RELEASE, 1, 120, 220}}));
 }
 
-TEST_F(X11PointerTest, ScrollsAClickPerFifteenPixelsAndKeepsTheRest) {
-    X11Connection& connection = painter_->connection();
-    const uint32_t events = XCB_EVENT_MASK_BUTTON_PRESS;
-    xcb_change_window_attributes(connection.get(), connection.root(), XCB_CW_EVENT_MASK, &events);
-    painter_->settle();
-    const auto pressed = [&] {
+/// Counts the clicks of the wheels.
+class X11ScrollTest : public X11PointerTest {
+  protected:
+    void SetUp() override {
+        X11PointerTest::SetUp();
+        if (!painter_) return;
+        X11Connection& connection = painter_->connection();
+        const uint32_t events = XCB_EVENT_MASK_BUTTON_PRESS;
+        xcb_change_window_attributes(connection.get(), connection.root(), XCB_CW_EVENT_MASK, &events);
+        painter_->settle();
+    }
+    std::vector<int> clicks() {
         locationAfterPosting();
         painter_->settle();
         std::vector<int> buttons;
-        while (const auto event = connection.pollEvent()) {
+        while (const auto event = painter_->connection().pollEvent()) {
             buttons.push_back(reinterpret_cast<const xcb_button_press_event_t*>(event.get())->detail);
         }
         return buttons;
-    };
+    }
+};
+
+TEST_F(X11ScrollTest, AClickPerFifteenPixelsAndTheRestIsKept) {
     pointer_.postScroll(10, 0);
-    EXPECT_EQ(pressed(), std::vector<int>{});
+    EXPECT_EQ(clicks(), std::vector<int>{});
     pointer_.postScroll(0, -31);
-    EXPECT_EQ(pressed(), (std::vector<int>{7, 7}));
+    EXPECT_EQ(clicks(), (std::vector<int>{7, 7}));
     pointer_.postScroll(10, 0);
-    EXPECT_EQ(pressed(), std::vector<int>{4});
+    EXPECT_EQ(clicks(), std::vector<int>{4}) << "5 of the 20 are left";
     pointer_.postScroll(-15, 15);
-    EXPECT_EQ(pressed(), (std::vector<int>{5, 6}));
+    EXPECT_EQ(clicks(), (std::vector<int>{5, 6})) << "turning back forgets what was left";
     pointer_.postScroll(INT_MAX, INT_MIN);
-    EXPECT_EQ(pressed().size(), 200u);
+    EXPECT_EQ(clicks().size(), 200u);
+}
+
+TEST_F(X11ScrollTest, SlowFingersLoseNothing) {
+    for (int i = 0; i < 120; ++i) pointer_.postScroll(-0.5, 0.125);  // 60 pixels, 15 pixels
+    EXPECT_EQ(clicks(), (std::vector<int>{5, 5, 5, 5, 6}));
+    for (int i = 0; i < 59; ++i) pointer_.postScroll(0.25, 0);
+    EXPECT_EQ(clicks(), std::vector<int>{});
+    pointer_.postScroll(0.25, 0);
+    EXPECT_EQ(clicks(), std::vector<int>{4});
+}
+
+TEST_F(X11ScrollTest, TheAxesAreIndependent) {
+    pointer_.postScroll(-14, -14);
+    pointer_.postScroll(-1, 1);
+    EXPECT_EQ(clicks(), std::vector<int>{5}) << "only the horizontal one has turned";
+    pointer_.postScroll(0, 14);
+    EXPECT_EQ(clicks(), std::vector<int>{6});
 }
 
 TEST_F(X11PointerTest, ObservesMotion) {
