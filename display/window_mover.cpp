@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "base/log.hpp"
 
@@ -10,6 +11,7 @@ namespace quillon {
 namespace {
 
 constexpr double kMoveOffBase = 60;
+constexpr double kSweepBase = 80;
 constexpr double kSharedPart = 0.2;
 
 double area(const Rect& rect) {
@@ -25,6 +27,10 @@ double sharedArea(const Rect& a, const Rect& b) {
 bool liesOn(const Rect& window, const Rect& display) {
     const double whole = area(window) >= 1 ? area(window) : 1;
     return sharedArea(window, display) / whole > kSharedPart;
+}
+
+bool intersects(const Rect& a, const Rect& b) {
+    return a.x < b.maxX() && b.x < a.maxX() && a.y < b.maxY() && b.y < a.maxY();
 }
 
 }  // namespace
@@ -45,12 +51,31 @@ void WindowMover::moveWindowsOff(DisplayID display, const Rect& target) const {
         return;
     }
     const Rect bounds = displays_.bounds(display);
+    const int moved =
+        bringHome(target, kMoveOffBase, [&](const Rect& window) { return liesOn(window, bounds); });
+    if (moved > 0) Log::write("moved " + std::to_string(moved) + " window(s) back to the main display");
+}
+
+void WindowMover::sweepOffscreenWindows() const {
+    if (!permissions_.isTrustedForControl()) return;
+    std::vector<Rect> screens;
+    for (const DisplayID display : displays_.active()) screens.push_back(displays_.bounds(display));
+    // Without any display there is nowhere to go.
+    if (screens.empty()) return;
+    const int moved = bringHome(displays_.bounds(displays_.main()), kSweepBase, [&](const Rect& window) {
+        return std::ranges::none_of(screens, [&](const Rect& screen) { return intersects(window, screen); });
+    });
+    if (moved > 0) Log::write("rescued " + std::to_string(moved) + " off-screen window(s)");
+}
+
+int WindowMover::bringHome(const Rect& target, double base,
+                           const std::function<bool(const Rect&)>& isLost) const {
     int moved = 0;
     for (const Windows::Window& window : windows_.all()) {
-        if (!liesOn(window.frame, bounds)) continue;
-        if (windows_.move(window.id, cascadePlace(moved, kMoveOffBase, window.frame, target))) ++moved;
+        if (!isLost(window.frame)) continue;
+        if (windows_.move(window.id, cascadePlace(moved, base, window.frame, target))) ++moved;
     }
-    if (moved > 0) Log::write("moved " + std::to_string(moved) + " window(s) back to the main display");
+    return moved;
 }
 
 }  // namespace quillon

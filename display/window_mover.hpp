@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "platform/displays.hpp"
 #include "platform/permissions.hpp"
 #include "platform/windows.hpp"
@@ -15,7 +17,14 @@ class WindowMover {
     /// Moves every window of which more than a fifth lies on `display` into `target`, in a cascade.
     void moveWindowsOff(DisplayID display, const Rect& target) const;
 
+    /// Moves every window that lies on no display at all to the main display, in a cascade: what an earlier
+    /// run has left where no screen shows it.
+    void sweepOffscreenWindows() const;
+
   private:
+    /// Moves those for which `isLost` holds into `target`; how many.
+    int bringHome(const Rect& target, double base, const std::function<bool(const Rect&)>& isLost) const;
+
     Windows& windows_;
     Displays& displays_;
     Permissions& permissions_;

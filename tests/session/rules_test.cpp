@@ -2,7 +2,6 @@
 
 #include <limits>
 
-#include "display/window_mover.hpp"
 #include "session/cursor_feed.hpp"
 #include "session/desktop_rules.hpp"
 #include "session/encoder_plan.hpp"
@@ -98,19 +97,6 @@ TEST(AutomaticScaling, FillsWhenShapesDifferByMoreThanAQuarter) {
     EXPECT_EQ(automaticScaling({2048, 1536}, {1600, 1000}), Scaling::fit);
     EXPECT_EQ(automaticScaling({0, 1536}, {1600, 1000}), std::nullopt);
     EXPECT_EQ(automaticScaling({2048, 1536}, {1600, -1}), std::nullopt);
-}
-
-TEST(Cascade, SixWindowsFormADiagonalAndTheSeventhStartsAgain) {
-    const Rect target{0, 0, 1920, 1080};
-    const Rect window{0, 0, 100, 100};
-    const double offsets[] = {0, 30, 60, 90, 120, 150, 0, 30};
-    for (int k = 0; k < 8; ++k) {
-        EXPECT_EQ(cascadePlace(k, 60, window, target), (Point{60 + offsets[k], 60 + offsets[k]}));
-    }
-}
-
-TEST(Cascade, ALargeWindowStartsAtTheCorner) {
-    EXPECT_EQ(cascadePlace(3, 60, {0, 0, 4000, 3000}, {10, 20, 1920, 1080}), (Point{10, 20}));
 }
 
 }  // namespace
