@@ -6,7 +6,6 @@
 #include "platform/permissions.hpp"
 #include "platform/service_browser.hpp"
 #include "platform/virtual_displays.hpp"
-#include "platform/windows.hpp"
 
 namespace quillon {
 
@@ -17,13 +16,6 @@ namespace quillon {
 class NoVirtualDisplays : public VirtualDisplays {
   public:
     std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest&) override { return nullptr; }
-};
-
-/// Other programs' windows are out of reach.
-class NoWindows : public Windows {
-  public:
-    std::vector<Window> all() override { return {}; }
-    bool move(uint64_t, Point) override { return false; }
 };
 
 /// No searching on the local network: each search says so at once.

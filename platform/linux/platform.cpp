@@ -8,6 +8,7 @@
 #include "platform/linux/x11_capture.hpp"
 #include "platform/linux/x11_displays.hpp"
 #include "platform/linux/x11_pointer.hpp"
+#include "platform/linux/x11_windows.hpp"
 #include "platform/linux/x264_encoder.hpp"
 #include "platform/posix/sockets.hpp"
 #include "platform/posix/usb_mux.hpp"
@@ -49,7 +50,7 @@ class LinuxPlatform : public Platform {
     NoVirtualDisplays virtualDisplays_;
     X11Capture capture_;
     X11Pointer pointer_{loop_};
-    NoWindows windows_;
+    X11Windows windows_;
     GrantedPermissions permissions_;
     KeyFileSettings settings_;
     CairoPatternCanvases patternCanvases_;

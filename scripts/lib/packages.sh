@@ -23,7 +23,7 @@ declare -A QUILLON_PACKAGES=(
         openbox xterm procps fonts-dejavu-core"
 
     # The tests' own tools, and Clang for the checks that GCC does not have.
-    [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool iproute2
+    [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils openbox xdotool iproute2
         weston xwayland fonts-dejavu-core clang-16 clang-format"
 
     # The programs that the benchmarks compare with, and what shapes the link.
