@@ -4,12 +4,11 @@
 
 #include <chrono>
 #include <ctime>
-#include <filesystem>
-#include <system_error>
 
 #include "base/log.hpp"
 #include "base/text.hpp"
 #include "platform/linux/pattern/module.hpp"
+#include "platform/linux/program_files.hpp"
 
 namespace quillon {
 
@@ -17,11 +16,8 @@ namespace {
 
 using CanvasMaker = decltype(&quillonMakePatternCanvas);
 
-/// The module lies in the lib folder beside the program's own.
 CanvasMaker loadCanvasMaker() {
-    std::error_code ignored;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
-    const auto file = program.parent_path().parent_path() / "lib" / "libquillon-pattern.so";
+    const std::string file = supportFile("libquillon-pattern.so");
     void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* const maker = module != nullptr ? dlsym(module, "quillonMakePatternCanvas") : nullptr;
     if (maker == nullptr) Log::write(formatted("pattern: %s", dlerror()));
