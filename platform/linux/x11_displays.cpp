@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "platform/linux/edid.hpp"
+
 namespace quillon {
 
 namespace {
@@ -12,9 +14,18 @@ namespace {
 constexpr std::string_view kEdidProperty = "EDID";
 constexpr uint32_t kEdidBlock = 128;  // bytes
 
-/// EDID: manufacturer big-endian at byte 8, product little-endian at byte 10.
-Displays::Identity identityFromEdid(const uint8_t* edid) {
-    return {static_cast<uint32_t>(edid[8] << 8 | edid[9]), static_cast<uint32_t>(edid[11] << 8 | edid[10])};
+std::vector<PixelRect> placesBeside(const X11Desktop& desktop, DisplayID display) {
+    std::vector<PixelRect> places;
+    for (const X11Output& output : desktop.outputs) {
+        if (output.id != display) places.push_back(output.place);
+    }
+    return places;
+}
+
+/// The display at `wanted`, on free ground. The main display itself goes where it is told.
+PixelRect placeFor(const X11Desktop& desktop, DisplayID display, const PixelRect& wanted) {
+    if (display == desktop.main) return wanted;
+    return clearOfOthers(wanted, desktop.mainPlace(), placesBeside(desktop, display));
 }
 
 }  // namespace
@@ -53,8 +64,8 @@ Displays::Identity X11Displays::identity(DisplayID display) {
     const auto cookie = xcb_randr_get_output_property(c, display, atom->atom, XCB_GET_PROPERTY_TYPE_ANY, 0,
                                                       kEdidBlock / 4, 0, 0);
     const auto property = owned(xcb_randr_get_output_property_reply(c, cookie, nullptr));
-    if (!property || property->format != 8 || property->num_items < kEdidBlock) return {};
-    return identityFromEdid(xcb_randr_get_output_property_data(property.get()));
+    if (!property || property->format != 8) return {};
+    return identityFromEdid({xcb_randr_get_output_property_data(property.get()), property->num_items});
 }
 
 std::vector<DisplayMode> X11Displays::modes(DisplayID display) {
@@ -67,13 +78,36 @@ std::optional<DisplayMode> X11Displays::currentMode(DisplayID display) {
     const MutexLock guard(lock_);
     const X11Output* output = view_.desktop().find(display);
     if (output == nullptr) return std::nullopt;
-    const auto mode = std::ranges::find(output->modes, output->mode, &DisplayMode::token);
-    if (mode == output->modes.end()) return std::nullopt;
-    return *mode;
+    return output->mode;
 }
 
-bool X11Displays::setMode(DisplayID /*display*/, const DisplayMode& /*mode*/) {
-    return false;
+bool X11Displays::change(DisplayID display, const Change& edit) {
+    const MutexLock guard(lock_);
+    // A connection of its own: it knows the screen's density as it is now.
+    std::unique_ptr<X11Connection> connection;
+    if (reopened(connection) == nullptr) return false;
+    view_.forget();
+    const ServerGrab grab(*connection);
+    const auto screen = readScreen(*connection);
+    if (!screen) return false;
+    const X11Desktop desktop = desktopOf(*screen);
+    X11Layout layout = screen->layout;
+    if (desktop.find(display) == nullptr || !edit(*screen, desktop, layout)) return false;
+    layout.settle();
+    return reconfigure(*connection, *screen, layout);
+}
+
+bool X11Displays::setMode(DisplayID display, const DisplayMode& mode) {
+    return change(display, [&](const X11Screen&, const X11Desktop& desktop, X11Layout& layout) {
+        const X11Output& output = *desktop.find(display);
+        const auto offered = std::ranges::find(output.modes, mode.token, &DisplayMode::token);
+        if (offered == output.modes.end()) return false;
+        X11Crtc& crtc = *layout.crtcOf(display);
+        const Size size{offered->pixelWidth, offered->pixelHeight};
+        crtc.mode = offered->token;
+        crtc.place = placeFor(desktop, display, resized(crtc.place, size, desktop.mainPlace()));
+        return true;
+    });
 }
 
 Displays::Mirroring X11Displays::mirroring(DisplayID display) {
@@ -93,12 +127,34 @@ Displays::Mirroring X11Displays::mirroring(DisplayID display) {
     return {true, source == display ? DisplayID{0} : source};
 }
 
-bool X11Displays::stopMirroring(DisplayID /*display*/) {
-    return false;
+bool X11Displays::stopMirroring(DisplayID display) {
+    const DisplayID mirrored = mirroring(display).mirrors;
+    return change(display, [&](const X11Screen& screen, const X11Desktop& desktop, X11Layout& layout) {
+        // The source of the set stays where it is: those that show the same move away.
+        const PixelRect place = desktop.find(display)->place;
+        X11Desktop settled = desktop;
+        for (X11Output& output : settled.outputs) {
+            const bool moves = mirrored == 0 ? output.id != display : output.id == display;
+            if (!moves || output.place != place) continue;
+            if (!layout.separate(output.id, screen.output(output.id)->crtcs)) return false;
+            const PixelRect main = desktop.mainPlace();
+            const PixelRect wanted{main.right(), main.y, place.width, place.height};
+            output.place = placeFor(settled, output.id, wanted);
+            layout.crtcOf(output.id)->place = output.place;
+        }
+        return settled.outputs != desktop.outputs;
+    });
 }
 
-bool X11Displays::setOrigin(DisplayID /*display*/, int /*x*/, int /*y*/) {
-    return false;
+bool X11Displays::setOrigin(DisplayID display, int x, int y) {
+    return change(display, [&](const X11Screen& screen, const X11Desktop& desktop, X11Layout& layout) {
+        const PixelRect main = desktop.mainPlace();
+        if (!layout.separate(display, screen.output(display)->crtcs)) return false;
+        X11Crtc& crtc = *layout.crtcOf(display);
+        crtc.place =
+            placeFor(desktop, display, {main.x + x, main.y + y, crtc.place.width, crtc.place.height});
+        return true;
+    });
 }
 
 }  // namespace quillon

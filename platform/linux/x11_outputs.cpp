@@ -3,9 +3,8 @@
 #include <xcb/randr.h>
 
 #include <algorithm>
-#include <map>
-#include <span>
-#include <string_view>
+
+#include "platform/linux/x11_own_outputs.hpp"
 
 namespace quillon {
 
@@ -16,18 +15,10 @@ constexpr uint8_t kEventTypeMask = 0x7F;
 
 constexpr uint16_t kQuarterTurns = XCB_RANDR_ROTATION_ROTATE_90 | XCB_RANDR_ROTATION_ROTATE_270;
 
-DisplayMode modeOf(const xcb_randr_mode_info_t& info, bool sideways) {
-    const int width = sideways ? info.height : info.width;
-    const int height = sideways ? info.width : info.height;
-    return {width, height, width, height, info.id};
-}
-
-/// RandR 1.2 brought outputs; this asks for what is known without probing connectors (1.3).
-bool hasOutputs(const X11Connection& connection) {
-    if (connection.extension(xcb_randr_id) == nullptr) return false;
-    const auto cookie = xcb_randr_query_version(connection.get(), 1, 5);
-    const auto version = owned(xcb_randr_query_version_reply(connection.get(), cookie, nullptr));
-    return version && (version->major_version > 1 || version->minor_version >= 3);
+DisplayMode modeOf(const X11Screen::Mode& mode, bool sideways) {
+    const int width = sideways ? mode.size.height : mode.size.width;
+    const int height = sideways ? mode.size.width : mode.size.height;
+    return {width, height, width, height, mode.id};
 }
 
 X11Desktop rootAsDesktop(const X11Connection& connection) {
@@ -38,29 +29,24 @@ X11Desktop rootAsDesktop(const X11Connection& connection) {
     X11Output output;
     output.id = desktop.main = connection.root();
     output.place = {0, 0, geometry->width, geometry->height};
-    output.mode = connection.root();
-    output.modes = {{geometry->width, geometry->height, geometry->width, geometry->height, output.mode}};
+    output.mode = {geometry->width, geometry->height, geometry->width, geometry->height, connection.root()};
+    output.modes = {output.mode};
     desktop.outputs.push_back(std::move(output));
     return desktop;
 }
 
-using CrtcReplies = std::map<xcb_randr_crtc_t, XReply<xcb_randr_get_crtc_info_reply_t>>;
-using ModeInfos = std::map<xcb_randr_mode_t, xcb_randr_mode_info_t>;
-
-std::optional<X11Output> activeOutput(xcb_randr_output_t id, const xcb_randr_get_output_info_reply_t& info,
-                                      const CrtcReplies& crtcs, const ModeInfos& known) {
-    const auto crtc = crtcs.find(info.crtc);
-    if (crtc == crtcs.end() || !crtc->second || crtc->second->mode == XCB_NONE) return std::nullopt;
-    const auto& place = *crtc->second;
+X11Output activeOutput(const X11Screen& screen, const X11Screen::Output& info, const X11Crtc& crtc) {
     X11Output output;
-    output.id = id;
-    output.place = {place.x, place.y, place.width, place.height};
-    output.mode = place.mode;
-    const bool sideways = (place.rotation & kQuarterTurns) != 0;
-    const std::span modes(xcb_randr_get_output_info_modes(&info), info.num_modes);
-    for (const xcb_randr_mode_t mode : modes) {
-        const auto entry = known.find(mode);
-        if (entry != known.end()) output.modes.push_back(modeOf(entry->second, sideways));
+    output.id = info.id;
+    output.place = crtc.place;
+    const bool sideways = (crtc.rotation & kQuarterTurns) != 0;
+    const bool isOwn = hasOwnModes(screen, info);
+    for (const uint32_t id : info.modes) {
+        const X11Screen::Mode* mode = screen.mode(id);
+        if (mode == nullptr) continue;
+        // A virtual display offers what was asked for, not what its driver can do besides.
+        if (!isOwn || isOwnMode(*mode, info.id)) output.modes.push_back(modeOf(*mode, sideways));
+        if (id == crtc.mode) output.mode = modeOf(*mode, sideways);
     }
     return output;
 }
@@ -77,68 +63,30 @@ PixelRect X11Desktop::mainPlace() const {
     return output == nullptr ? PixelRect{} : output->place;
 }
 
-X11Desktop readDesktop(const X11Connection& connection) {
-    if (!hasOutputs(connection)) return rootAsDesktop(connection);
-    xcb_connection_t* c = connection.get();
-    const auto resourcesCookie = xcb_randr_get_screen_resources_current(c, connection.root());
-    const auto primaryCookie = xcb_randr_get_output_primary(c, connection.root());
-    const auto resources = owned(xcb_randr_get_screen_resources_current_reply(c, resourcesCookie, nullptr));
-    const auto primary = owned(xcb_randr_get_output_primary_reply(c, primaryCookie, nullptr));
+X11Desktop desktopOf(const X11Screen& screen) {
     X11Desktop desktop;
-    if (!resources) return desktop;
-
-    // All questions first, then all answers: two round trips whatever the number of outputs.
-    const auto time = resources->config_timestamp;
-    const std::span outputIDs(xcb_randr_get_screen_resources_current_outputs(resources.get()),
-                              resources->num_outputs);
-    const std::span crtcIDs(xcb_randr_get_screen_resources_current_crtcs(resources.get()),
-                            resources->num_crtcs);
-    std::vector<xcb_randr_get_output_info_cookie_t> outputCookies;
-    std::vector<xcb_randr_get_crtc_info_cookie_t> crtcCookies;
-    outputCookies.reserve(outputIDs.size());
-    crtcCookies.reserve(crtcIDs.size());
-    for (const auto id : outputIDs) outputCookies.push_back(xcb_randr_get_output_info(c, id, time));
-    for (const auto id : crtcIDs) crtcCookies.push_back(xcb_randr_get_crtc_info(c, id, time));
-
-    std::vector<XReply<xcb_randr_get_output_info_reply_t>> infos;
-    infos.reserve(outputIDs.size());
-    for (const auto cookie : outputCookies) {
-        infos.push_back(owned(xcb_randr_get_output_info_reply(c, cookie, nullptr)));
-    }
-    CrtcReplies crtcs;
-    for (size_t i = 0; i < crtcIDs.size(); ++i) {
-        crtcs[crtcIDs[i]] = owned(xcb_randr_get_crtc_info_reply(c, crtcCookies[i], nullptr));
-    }
-    ModeInfos modes;
-    for (const auto& mode :
-         std::span(xcb_randr_get_screen_resources_current_modes(resources.get()), resources->num_modes)) {
-        modes[mode.id] = mode;
-    }
-    for (size_t i = 0; i < outputIDs.size(); ++i) {
-        if (!infos[i]) continue;
-        if (auto output = activeOutput(outputIDs[i], *infos[i], crtcs, modes)) {
-            desktop.outputs.push_back(std::move(*output));
-        }
+    DisplayID firstOther = 0;
+    for (const X11Screen::Output& output : screen.outputs) {
+        const X11Crtc* const crtc = screen.layout.crtcOf(output.id);
+        if (crtc == nullptr) continue;
+        desktop.outputs.push_back(activeOutput(screen, output, *crtc));
+        if (firstOther == 0 && !hasOwnModes(screen, output)) firstOther = output.id;
     }
     if (!desktop.outputs.empty()) desktop.main = desktop.outputs.front().id;
-    if (primary && desktop.find(primary->output) != nullptr) desktop.main = primary->output;
+    if (firstOther != 0) desktop.main = firstOther;
+    if (desktop.find(screen.primary) != nullptr) desktop.main = screen.primary;
     return desktop;
 }
 
+X11Desktop readDesktop(const X11Connection& connection) {
+    if (!hasOutputs(connection)) return rootAsDesktop(connection);
+    const auto screen = readScreen(connection);
+    return screen ? desktopOf(*screen) : X11Desktop{};
+}
+
 bool isWaylandBridge(const X11Connection& connection) {
-    constexpr std::string_view kBridge = "XWAYLAND";
-    if (!hasOutputs(connection)) return false;
-    xcb_connection_t* c = connection.get();
-    const auto cookie = xcb_randr_get_screen_resources_current(c, connection.root());
-    const auto resources = owned(xcb_randr_get_screen_resources_current_reply(c, cookie, nullptr));
-    if (!resources || resources->num_outputs == 0) return false;
-    const auto first = xcb_randr_get_screen_resources_current_outputs(resources.get())[0];
-    const auto question = xcb_randr_get_output_info(c, first, resources->config_timestamp);
-    const auto info = owned(xcb_randr_get_output_info_reply(c, question, nullptr));
-    if (!info) return false;
-    const std::string_view name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
-                                info->name_len);
-    return name.starts_with(kBridge);
+    const auto screen = readScreen(connection);
+    return screen && !screen->outputs.empty() && screen->outputs.front().name.starts_with("XWAYLAND");
 }
 
 void watchDisplayChanges(const X11Connection& connection) {

@@ -7,6 +7,7 @@
 #include "base/geometry.hpp"
 #include "platform/displays.hpp"
 #include "platform/linux/x11_connection.hpp"
+#include "platform/linux/x11_screen.hpp"
 
 namespace quillon {
 
@@ -14,14 +15,16 @@ namespace quillon {
 struct X11Output {
     DisplayID id = 0;  ///< the RandR output, or the root window
     PixelRect place;   ///< on the root window
-    uint32_t mode = 0;
+    DisplayMode mode;
     std::vector<DisplayMode> modes;  ///< as the desktop sees them: turned with the display
+
+    bool operator==(const X11Output&) const = default;
 };
 
 /// The displays of one screen at one time. Without a main display the list is empty.
 struct X11Desktop {
     std::vector<X11Output> outputs;  ///< in the server's order
-    DisplayID main = 0;              ///< the primary output, else the first
+    DisplayID main = 0;              ///< the primary output, else the first that is no virtual display
 
     const X11Output* find(DisplayID id) const;
     /// The main display's corner on the root window: the origin of desktop coordinates.
@@ -30,6 +33,9 @@ struct X11Desktop {
 
 /// Asks the server; empty when it is gone. A few round trips.
 X11Desktop readDesktop(const X11Connection& connection);
+
+/// What of a screen is seen as the desktop.
+X11Desktop desktopOf(const X11Screen& screen);
 
 /// Is the server only a bridge into a Wayland session (Xwayland)? Its root window shows nothing then. It is
 /// told by the names that it gives its outputs.
@@ -44,6 +50,8 @@ class X11DesktopView {
     X11Connection* connection();
     /// Empty when there is no server. Valid as long.
     const X11Desktop& desktop();
+    /// Asks anew next time: the desktop was changed over another connection.
+    void forget() { desktop_.reset(); }
 
   private:
     std::unique_ptr<X11Connection> connection_;
