@@ -24,7 +24,7 @@ struct VirtualDisplayRequest {
 class VirtualDisplay {
   public:
     virtual ~VirtualDisplay() = default;
-    virtual DisplayID id() const = 0;  ///< 0 when the system gave it none
+    virtual DisplayID id() const = 0;  ///< 0 when the system gave it none, or took it away. Any thread
 };
 
 class VirtualDisplays {
@@ -34,6 +34,10 @@ class VirtualDisplays {
     /// Null when the system offers no virtual displays or refuses this one. Any thread; may take
     /// some hundred milliseconds.
     virtual std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest& request) = 0;
+
+    /// Takes away the monitors of processes that have ended without doing so, where the system itself does
+    /// not. Those of living processes stay. Any thread.
+    virtual void removeLeftovers() = 0;
 };
 
 }  // namespace quillon

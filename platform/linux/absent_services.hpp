@@ -5,18 +5,11 @@
 
 #include "platform/permissions.hpp"
 #include "platform/service_browser.hpp"
-#include "platform/virtual_displays.hpp"
 
 namespace quillon {
 
 // Services that this desktop does not give to the program. Each answers as the seam says a system
 // without it answers, so that the session tells the user in its own words.
-
-/// No virtual monitors: every creation is refused.
-class NoVirtualDisplays : public VirtualDisplays {
-  public:
-    std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest&) override { return nullptr; }
-};
 
 /// No searching on the local network: each search says so at once.
 class NoServiceBrowser : public ServiceBrowser {

@@ -8,6 +8,7 @@
 #include "platform/linux/x11_capture.hpp"
 #include "platform/linux/x11_displays.hpp"
 #include "platform/linux/x11_pointer.hpp"
+#include "platform/linux/x11_virtual_displays.hpp"
 #include "platform/linux/x11_windows.hpp"
 #include "platform/linux/x264_encoder.hpp"
 #include "platform/posix/sockets.hpp"
@@ -47,7 +48,7 @@ class LinuxPlatform : public Platform {
     LibUsbMux usbMux_;
     NoServiceBrowser serviceBrowser_;
     X11Displays displays_;
-    NoVirtualDisplays virtualDisplays_;
+    X11VirtualDisplays virtualDisplays_;
     X11Capture capture_;
     X11Pointer pointer_{loop_};
     X11Windows windows_;

@@ -59,6 +59,8 @@ class SimulatedVirtualDisplays : public VirtualDisplays {
     int living = 0;
 
     std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest& request) override;
+    /// Here a monitor ends with its handle, whatever happens.
+    void removeLeftovers() override {}
 
   private:
     SimulatedDisplays& displays_;

@@ -144,6 +144,14 @@ bool XorgServer::endWithin(std::chrono::milliseconds limit) {
     return ended;
 }
 
+long XorgServer::residentKiB() const {
+    std::ifstream file("/proc/" + std::to_string(process_) + "/status");
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("VmRSS:")) return std::stol(line.substr(line.find(':') + 1));
+    }
+    return 0;
+}
+
 void XorgServer::kill() {
     if (process_ < 0) return;
     ::kill(process_, SIGKILL);

@@ -26,6 +26,9 @@ class XorgServer {
 
     const std::string& display() const { return display_; }
 
+    /// What the server holds of the machine's memory.
+    long residentKiB() const;
+
     /// Kills the server without a farewell.
     void kill();
 

@@ -1,0 +1,200 @@
+#include "platform/linux/x11_virtual_displays.hpp"
+
+#include <xcb/randr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "platform/linux/display_guardian.hpp"
+#include "platform/linux/x11_outputs.hpp"
+#include "platform/linux/x11_own_outputs.hpp"
+#include "platform/linux/x11_spare_output.hpp"
+
+namespace quillon {
+
+namespace {
+
+constexpr Displays::Identity kIdentity{1452, 4096};
+constexpr uint32_t kSerial = 1;
+constexpr double kWidthMillimetres = 160.5;
+constexpr double kHeightMillimetres = 120.4;
+
+Size sizeOf(const VideoTiming& timing) {
+    return {timing.across.visible, timing.down.visible};
+}
+
+/// The modes asked for that can be, each size once.
+std::vector<VideoTiming> timingsOf(const VirtualDisplayRequest& request) {
+    std::vector<VideoTiming> timings;
+    for (const Size size : request.modes) {
+        if (size.width > request.maxPixels.width || size.height > request.maxPixels.height) continue;
+        const auto timing = videoTiming(size, request.refreshRate);
+        if (timing && std::ranges::count(timings, *timing) == 0) timings.push_back(*timing);
+    }
+    return timings;
+}
+
+Edid edidFor(const VirtualDisplayRequest& request, const VideoTiming& preferred) {
+    return edidOf({kIdentity, kSerial, request.name, kWidthMillimetres, kHeightMillimetres, preferred,
+                   request.refreshRate});
+}
+
+/// The outputs that can become a virtual display, the most suitable first.
+std::vector<X11Screen::Output> spareOutputs(const X11OwnOutputs& own, const X11Screen& screen) {
+    std::vector<std::pair<SpareRank, X11Screen::Output>> spare;
+    for (const X11Screen::Output& output : screen.outputs) {
+        OutputFacts facts{output.name, screen.layout.crtcOf(output.id) != nullptr, output.connected};
+        facts.hasFreeCrtc = screen.layout.freeCrtc(output.crtcs) != nullptr;
+        facts.hasEdid = !facts.isOn && own.hasEdid(output.id);
+        if (const auto rank = spareRank(facts); rank && !own.isHeld(output.id)) {
+            spare.emplace_back(*rank, output);
+        }
+    }
+    std::ranges::stable_sort(spare, {}, [](const auto& each) { return each.first; });
+    std::vector<X11Screen::Output> outputs;
+    for (auto& [rank, output] : spare) outputs.push_back(std::move(output));
+    return outputs;
+}
+
+/// A mode of our own on the output; nothing when the server refuses it.
+std::optional<X11Screen::Mode> addMode(const X11Connection& connection, uint32_t output,
+                                       const VideoTiming& timing) {
+    const std::string name = ownModeName(output, sizeOf(timing));
+    xcb_randr_mode_info_t info{};
+    info.width = timing.across.visible;
+    info.height = timing.down.visible;
+    info.dot_clock = timing.pixelClock;
+    info.hsync_start = timing.across.syncBegin;
+    info.hsync_end = timing.across.syncEnd;
+    info.htotal = timing.across.total;
+    info.vsync_start = timing.down.syncBegin;
+    info.vsync_end = timing.down.syncEnd;
+    info.vtotal = timing.down.total;
+    info.name_len = static_cast<uint16_t>(name.size());
+    info.mode_flags = XCB_RANDR_MODE_FLAG_HSYNC_POSITIVE | XCB_RANDR_MODE_FLAG_VSYNC_NEGATIVE;
+    xcb_connection_t* c = connection.get();
+    const auto cookie =
+        xcb_randr_create_mode(c, connection.root(), info, static_cast<uint32_t>(name.size()), name.data());
+    const auto created = owned(xcb_randr_create_mode_reply(c, cookie, nullptr));
+    if (!created) return std::nullopt;
+    if (owned(xcb_request_check(c, xcb_randr_add_output_mode_checked(c, output, created->mode)))) {
+        owned(xcb_request_check(c, xcb_randr_destroy_mode_checked(c, created->mode)));
+        return std::nullopt;
+    }
+    return X11Screen::Mode{created->mode, name, sizeOf(timing)};
+}
+
+/// The layout with the output right of the main display, in this mode.
+X11Layout withDisplay(const X11Screen& screen, const X11Screen::Output& output, const X11Screen::Mode& mode) {
+    const X11Desktop desktop = desktopOf(screen);
+    std::vector<PixelRect> places;
+    for (const X11Output& each : desktop.outputs) places.push_back(each.place);
+    const PixelRect main = desktop.mainPlace();
+    const PixelRect wanted{main.right(), main.y, mode.size.width, mode.size.height};
+    X11Layout layout = screen.layout;
+    X11Crtc& crtc = *layout.freeCrtc(output.crtcs);
+    crtc = {crtc.id, clearOfOthers(wanted, main, places), mode.id, XCB_RANDR_ROTATION_ROTATE_0, {output.id}};
+    layout.settle();
+    return layout;
+}
+
+bool enable(const X11Connection& connection, const X11OwnOutputs& own, const X11Screen& screen,
+            const X11Screen::Output& output, const VirtualDisplayRequest& request,
+            const std::vector<VideoTiming>& timings) {
+    std::vector<X11Screen::Mode> modes;
+    for (const VideoTiming& timing : timings) {
+        if (auto mode = addMode(connection, output.id, timing)) modes.push_back(std::move(*mode));
+    }
+    own.declare(output.id, screen, edidFor(request, timings.front()),
+                {static_cast<int>(std::lround(kWidthMillimetres)),
+                 static_cast<int>(std::lround(kHeightMillimetres))});
+    return std::ranges::any_of(modes, [&](const X11Screen::Mode& mode) {
+        return reconfigure(connection, screen, withDisplay(screen, output, mode));
+    });
+}
+
+/// Never mapped: that it exists is all it is for.
+xcb_window_t makeHolderWindow(const X11Connection& connection) {
+    const xcb_window_t window = xcb_generate_id(connection.get());
+    const auto cookie =
+        xcb_create_window_checked(connection.get(), XCB_COPY_FROM_PARENT, window, connection.root(), -1, -1,
+                                  1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    owned(xcb_request_check(connection.get(), cookie));
+    return window;
+}
+
+/// The output that has become the display, 0 when none can.
+DisplayID setUp(const X11Connection& connection, const VirtualDisplayRequest& request,
+                const std::vector<VideoTiming>& timings) {
+    const X11OwnOutputs own(connection);
+    auto screen = readScreen(connection);
+    if (!screen || spareOutputs(own, *screen).empty()) return 0;
+    const xcb_window_t window = makeHolderWindow(connection);
+    startDisplayGuardian(window);
+
+    // From here to the end no other client can take the same output.
+    const ServerGrab grab(connection);
+    screen = readScreen(connection);
+    if (!screen) return 0;
+    for (const X11Screen::Output& output : spareOutputs(own, *screen)) {
+        own.hold(output.id, window);
+        if (enable(connection, own, *screen, output, request, timings)) return output.id;
+        own.takeBack(output.id);
+        own.release(output.id);
+    }
+    return 0;
+}
+
+class X11VirtualDisplay : public VirtualDisplay {
+  public:
+    X11VirtualDisplay(std::unique_ptr<X11Connection> connection, DisplayID output)
+        : connection_(std::move(connection)), output_(output) {}
+
+    ~X11VirtualDisplay() override {
+        if (!connection_->isAlive()) return;
+        const ServerGrab grab(*connection_);
+        X11OwnOutputs(*connection_).takeBack(output_);
+    }
+    X11VirtualDisplay(const X11VirtualDisplay&) = delete;
+    X11VirtualDisplay& operator=(const X11VirtualDisplay&) = delete;
+
+    DisplayID id() const override {
+        const auto cookie = xcb_randr_get_output_info(connection_->get(), output_, XCB_CURRENT_TIME);
+        const auto info = owned(xcb_randr_get_output_info_reply(connection_->get(), cookie, nullptr));
+        return info && info->crtc != XCB_NONE ? output_ : 0;
+    }
+
+  private:
+    const std::unique_ptr<X11Connection> connection_;
+    const DisplayID output_;
+};
+
+std::unique_ptr<X11Connection> openedConnection() {
+    try {
+        auto connection = X11Connection::open();
+        if (!isWaylandBridge(*connection)) return connection;
+    } catch (const X11Failure&) {
+        // Without a server there are no displays.
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<VirtualDisplay> X11VirtualDisplays::create(const VirtualDisplayRequest& request) {
+    const std::vector<VideoTiming> timings = timingsOf(request);
+    if (timings.empty()) return nullptr;
+    auto connection = openedConnection();
+    if (!connection) return nullptr;
+    quillon::removeLeftovers(*connection);
+    const DisplayID output = setUp(*connection, request, timings);
+    if (output == 0) return nullptr;
+    return std::make_unique<X11VirtualDisplay>(std::move(connection), output);
+}
+
+void X11VirtualDisplays::removeLeftovers() {
+    if (const auto connection = openedConnection()) quillon::removeLeftovers(*connection);
+}
+
+}  // namespace quillon
