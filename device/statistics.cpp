@@ -52,10 +52,6 @@ std::string countsJson(const std::map<std::string, uint64_t>& counts) {
     return object.line();
 }
 
-std::string sizeText(Size size) {
-    return formatted("%dx%d", size.width, size.height);
-}
-
 uint64_t countOf(const std::map<std::string, uint64_t>& counts, const char* name) {
     const auto found = counts.find(name);
     return found == counts.end() ? 0 : found->second;
