@@ -9,6 +9,7 @@
 
 #include "app/host_lines.hpp"
 #include "app/session_config.hpp"
+#include "app/switch_test.hpp"
 #include "session/session.hpp"
 
 namespace quillon {
@@ -39,6 +40,10 @@ void runHost(Platform& platform, const Options& options) {
             std::puts("[host] finished");
             loop.stop();
         });
+    }
+    std::unique_ptr<SwitchTest> switchTest;
+    if (options.switchTest) {
+        switchTest = std::make_unique<SwitchTest>(loop, *session, config, [&loop] { loop.stop(); });
     }
     loop.run();
 }

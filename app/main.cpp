@@ -7,7 +7,9 @@
 
 #include "app/device_list_mode.hpp"
 #include "app/display_list_mode.hpp"
+#include "app/display_modes.hpp"
 #include "app/host_mode.hpp"
+#include "app/input_check.hpp"
 #include "app/mode.hpp"
 #include "app/options.hpp"
 #include "platform/platform.hpp"
@@ -56,12 +58,21 @@ int run(const std::vector<std::string>& arguments) {
     const Options options = Options::parse(arguments);
     const Mode mode = chooseMode(options, bundlePathOf(arguments.empty() ? "" : arguments.front()));
     switch (mode) {
+        case Mode::modeProbe:
+            return runModeProbe(*makePlatform(), options);
+        case Mode::inputCheck:
+            return runInputCheck(*makePlatform());
+        case Mode::hiDPIProbe:
+            return runHiDPIProbe(*makePlatform(), options);
+        case Mode::cycleTest:
+            return runCycleTest(*makePlatform());
         case Mode::deviceList:
             return listDevices();
         case Mode::displayList:
             return listDisplays();
+        case Mode::cleanup:
+            return runCleanup(*makePlatform());
         case Mode::host:
-            if (options.switchTest) return refuse("the switch test (--switch-test)");
             host(options);
         default:
             return refuse(nameOf(mode));

@@ -39,12 +39,32 @@ TEST(ProgramTest, SaysThatThereIsNoDisplay) {
 }
 
 TEST(ProgramTest, RefusesWhatThisBuildDoesNotOffer) {
-    for (const char* word : {"--probe-modes", "--check-input", "--hidpi-probe", "--cycle-test",
-                             "--discover-all", "--discover", "--cleanup", "--switch-test"}) {
+    for (const char* word : {"--discover-all", "--discover"}) {
         auto run = program({word}, kOnlyErrors);
         EXPECT_EQ(run.waitForEnd(), 1) << word;
         EXPECT_THAT(run.output(), StartsWith("QuillonHost: this build does not offer ")) << word;
         EXPECT_THAT(run.output(), EndsWith(std::string("(") + word + ")\n"));
+    }
+}
+
+TEST(ProgramTest, WithoutADisplayServerTheDisplayModesSaySo) {
+    struct Case {
+        const char* word;
+        int status;
+        const char* output;
+    };
+    for (const auto& [word, status, output] : {
+             Case{"--probe-modes", 1, "create failed\n"},
+             Case{"--hidpi-probe", 1, "create failed\n"},
+             Case{"--cycle-test", 1, "initial CREATE FAILED\n"},
+             Case{"--check-input", 0,
+                  "[check] accessibility=true\n"
+                  "[check] no pointer: no display server can be reached; moved=false\n"},
+             Case{"--cleanup", 0, "[cleanup] stale Quillon displays: []\n[cleanup] remaining: []\n"},
+         }) {
+        auto run = program({word}, kOnlyOutput);
+        EXPECT_EQ(run.waitForEnd(), status) << word;
+        EXPECT_EQ(run.output(), output);
     }
 }
 
