@@ -10,35 +10,49 @@ SimulatedDisplays::Display* SimulatedDisplays::find(DisplayID id) {
     return found == all.end() ? nullptr : &*found;
 }
 
+SimulatedDisplays::Display* SimulatedDisplays::toConfigure(DisplayID id) {
+    if (!isAnswered() || refusesConfiguration) return nullptr;
+    if (configurationTime > Duration::zero()) {
+        Machine::WaitPoint never;
+        machine_.wait(never, machine_.now() + configurationTime);
+    }
+    return find(id);
+}
+
 std::vector<DisplayID> SimulatedDisplays::active() {
     std::vector<DisplayID> ids;
+    if (!isAnswered()) return ids;
     for (const Display& each : all) ids.push_back(each.id);
     return ids;
 }
 
+DisplayID SimulatedDisplays::main() {
+    return isAnswered() && !all.empty() ? all.front().id : 0;
+}
+
 Rect SimulatedDisplays::bounds(DisplayID display) {
-    const Display* const found = find(display);
+    const Display* const found = asked(display);
     return found ? found->bounds : Rect{};
 }
 
 Displays::Identity SimulatedDisplays::identity(DisplayID display) {
-    const Display* const found = find(display);
+    const Display* const found = asked(display);
     return found ? found->identity : Identity{};
 }
 
 std::vector<DisplayMode> SimulatedDisplays::modes(DisplayID display) {
-    const Display* const found = find(display);
+    const Display* const found = asked(display);
     return found ? found->modes : std::vector<DisplayMode>{};
 }
 
 std::optional<DisplayMode> SimulatedDisplays::currentMode(DisplayID display) {
-    const Display* const found = find(display);
+    const Display* const found = asked(display);
     return found ? found->current : std::nullopt;
 }
 
 bool SimulatedDisplays::setMode(DisplayID display, const DisplayMode& mode) {
-    Display* const found = find(display);
-    if (!found || refusesConfiguration) return false;
+    Display* const found = toConfigure(display);
+    if (!found) return false;
     ++modeChanges;
     found->current = mode;
     found->bounds.width = mode.width;
@@ -47,20 +61,21 @@ bool SimulatedDisplays::setMode(DisplayID display, const DisplayMode& mode) {
 }
 
 Displays::Mirroring SimulatedDisplays::mirroring(DisplayID display) {
-    const Display* const found = find(display);
+    const Display* const found = asked(display);
     return found ? found->mirroring : Mirroring{};
 }
 
 bool SimulatedDisplays::stopMirroring(DisplayID display) {
-    Display* const found = find(display);
-    if (!found || refusesConfiguration) return false;
+    Display* const found = toConfigure(display);
+    if (!found) return false;
     found->mirroring = {};
     return true;
 }
 
 bool SimulatedDisplays::setOrigin(DisplayID display, int x, int y) {
-    Display* const found = find(display);
-    if (!found || refusesConfiguration) return false;
+    Display* const found = toConfigure(display);
+    if (!found) return false;
+    ++moves;
     found->bounds.x = x;
     found->bounds.y = y;
     return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "platform/permissions.hpp"
 #include "platform/pointer.hpp"
 #include "platform/settings_store.hpp"
+#include "platform/simulated/machine.hpp"
 #include "platform/virtual_displays.hpp"
 #include "platform/windows.hpp"
 
@@ -20,6 +22,8 @@ namespace quillon::simulated {
 /// the operating system could refuse has a switch.
 class SimulatedDisplays : public Displays {
   public:
+    explicit SimulatedDisplays(Machine& machine) : machine_(machine) {}
+
     struct Display {
         DisplayID id = 0;
         Rect bounds;
@@ -31,12 +35,16 @@ class SimulatedDisplays : public Displays {
 
     std::vector<Display> all{{1, {0, 0, 1920, 1080}, {}, {{1920, 1080, 1920, 1080, 1}}, {}, {}}};
     bool refusesConfiguration = false;
-    int modeChanges = 0;
+    Duration configurationTime{};     ///< that a change of mode, mirroring or place takes
+    std::function<bool(int)> answer;  ///< given the number of each call, from 1: false makes it fail
+    int calls = 0;
+    int modeChanges = 0;  ///< of mode, and
+    int moves = 0;        ///< of place
 
     Display* find(DisplayID id);
 
     std::vector<DisplayID> active() override;
-    DisplayID main() override { return all.empty() ? 0 : all.front().id; }
+    DisplayID main() override;
     Rect bounds(DisplayID display) override;
     Identity identity(DisplayID display) override;
     std::vector<DisplayMode> modes(DisplayID display) override;
@@ -45,6 +53,13 @@ class SimulatedDisplays : public Displays {
     Mirroring mirroring(DisplayID display) override;
     bool stopMirroring(DisplayID display) override;
     bool setOrigin(DisplayID display, int x, int y) override;
+
+  private:
+    bool isAnswered() { return ++calls, !answer || answer(calls); }
+    Display* asked(DisplayID id) { return isAnswered() ? find(id) : nullptr; }
+    Display* toConfigure(DisplayID id);
+
+    Machine& machine_;
 };
 
 /// Virtual monitors: each appears among the displays as long as its handle lives.

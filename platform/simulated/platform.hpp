@@ -27,7 +27,7 @@ class SimulatedPlatform : public Platform {
     Network network{machine};
     SimulatedUsbMux usb{network};
     SimulatedServiceBrowser services{machine};
-    SimulatedDisplays screens;
+    SimulatedDisplays screens{machine};
     SimulatedVirtualDisplays virtualScreens{screens};
     SimulatedCapture screenCapture{machine, screens};
     SimulatedPointer mouse;

@@ -160,7 +160,7 @@ class ScreenSourceTest : public testing::Test {
     SimulatedRunLoop loop{machine};
     SimulatedThreads threads{machine};
     FakeCapture capture{machine};
-    SimulatedDisplays displays;
+    SimulatedDisplays displays{machine};
     std::shared_ptr<ScreenSource> source = ScreenSource::make(loop, threads, capture, displays);
     std::optional<TaskScope> scope{std::in_place};
 
