@@ -13,6 +13,8 @@ class InputInjector {
     /// `bounds` is the streamed display on the desktop, in points.
     InputInjector(Pointer& pointer, Rect bounds) : pointer_(pointer), bounds_(bounds) {}
 
+    const Rect& bounds() const { return bounds_; }
+
     /// Decodes one input message (layout: transport/wire_protocol.hpp) and posts at most one event.
     /// Payloads that are too short, and numbers that are not finite or beyond any desktop, are dropped.
     void handle(ByteView payload) const;

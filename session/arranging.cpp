@@ -1,11 +1,34 @@
+#include <algorithm>
+
 #include "base/log.hpp"
+#include "base/text.hpp"
 #include "session/desktop_rules.hpp"
 #include "session/session.hpp"
 
-// The session and the desktop of its virtual display: the resolution the user chooses, the one that follows
-// the panel, and the display's place.
+// The session and its desktop: the resolution that the user chooses or the panel asks for, the place of the
+// virtual display, a panel that changes, and the bounds that touches are mapped to.
 
 namespace quillon {
+
+namespace {
+
+constexpr Duration kLongestTransition = 45s;
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string text;
+    for (const std::string& each : texts) text += (text.empty() ? "" : ", ") + each;
+    return text;
+}
+
+std::vector<std::string> sizeTexts(const std::vector<Size>& sizes) {
+    std::vector<std::string> texts;
+    std::ranges::transform(sizes, std::back_inserter(texts), sizeText);
+    return texts;
+}
+
+}  // namespace
+
+// --- resolution and place
 
 std::vector<Size> Session::availableResolutions() const {
     const DisplayID display = desktop_.virtualDisplayID();
@@ -31,9 +54,149 @@ void Session::setResolution(int width, int height) {
 }
 
 Task<> Session::changeMode(DisplayID display, DisplayMode mode) {
-    const bool changed = co_await arrangement_.setMode(display, mode);
-    if (!changed || config_.mirror) co_return;
-    co_await arrangement_.place(display, config_.position, config_.virtualSize());
+    const bool isSet = co_await arrangement_.setMode(display, mode);
+    if (isSet && !config_.mirror) {
+        auto placing = arrangement_.place(display, config_.position, config_.virtualSize());
+        co_await std::move(placing);
+    }
+    followBounds();
+}
+
+Task<> Session::moveDisplay(DisplayID display) {
+    const std::string position = config_.position;
+    auto placing = arrangement_.place(display, position, config_.virtualSize());
+    const bool isPlaced = co_await std::move(placing);
+    if (isPlaced) Log::write("position=" + position + " applied to display " + std::to_string(display));
+    followBounds();
+}
+
+void Session::watchArrangement(DisplayID display) {
+    if (transitioning_ && loop_.now() - transitionStartedAt_ > kLongestTransition) {
+        Log::write("transition watchdog fired, clearing");
+        finishTransition();
+    }
+    // A change on its way is looked at the next time.
+    if (desktop_.isOwned() && !arrangement_.isBusy()) background_.start(enforceMode(display));
+}
+
+Task<> Session::enforceMode(DisplayID display) {
+    co_await arrangement_.selectMode(display, config_.virtualSize());
+    followBounds();
+}
+
+// --- the panel
+
+void Session::usePanel(Size panel) {
+    panelPixels_ = panel;
+    config_.width = panel.width;
+    config_.height = panel.height;
+}
+
+void Session::alignDesktopOrientation(Size panel) {
+    const auto resolutions = availableResolutions();
+    Log::write("canvas options: " + joined(sizeTexts(resolutions)));
+    if (const DisplayID display = desktop_.virtualDisplayID()) {
+        auto all = sizeTexts(arrangement_.availableResolutions(display, std::nullopt));
+        std::ranges::sort(all);
+        if (!all.empty()) Log::write("raw modes: " + joined(all));
+    }
+    const auto chosen = resolutionFollowing(resolutions, panel);
+    if (!chosen || *chosen == config_.virtualSize()) return;
+    Log::write(formatted("desktop follows panel %dx%d (aspect %.2f vs %.2f)", panel.width, panel.height,
+                         aspect(panel), aspect(*chosen)));
+    setResolution(chosen->width, chosen->height);
+}
+
+void Session::resetUnofferedResolution() {
+    if (!displayID_ || *displayID_ != desktop_.virtualDisplayID()) return;
+    const auto resolutions = availableResolutions();
+    if (std::ranges::find(resolutions, config_.virtualSize()) != resolutions.end()) return;
+    const auto chosen = resolutionFollowing(resolutions, panelPixels_.value_or(config_.rasterSize()));
+    if (!chosen) return;
+    Log::write("desktop reset to " + sizeText(*chosen) + " (not offered by this panel)");
+    setResolution(chosen->width, chosen->height);
+}
+
+void Session::panelReported(const std::string& text) {
+    Log::write("panel report: " + text);
+    const auto panel = wire::panelSize(text);
+    if (!panel || panel == panelPixels_) return;
+    Log::write("panel changed to " + sizeText(*panel));
+    usePanel(*panel);
+    panelChanged();
+}
+
+void Session::panelChanged() {
+    const Size before = config_.virtualSize();
+    alignDesktopOrientation(*panelPixels_);
+    if (!config_.scalingExplicit) {
+        const Scaling suited = scalingForThisSession();
+        if (suited != effectiveScaling_) {
+            effectiveScaling_ = suited;
+            config_.scaling = suited;
+            Log::write("scaling: " + std::string(namesOf(suited).logName) + " (automatic, panel reported)");
+        }
+    }
+    // A second report does not cut short the time that the first one gives the desktop.
+    const bool settles = config_.virtualSize() != before || reconfigureTimer_;
+    reconfigureTimer_ = loop_.addTimer(settles ? kDesktopSettles : Duration::zero(), RunLoop::Repeat::once,
+                                       [this, ticket = ticket_] {
+                                           reconfigureTimer_.reset();
+                                           if (isCurrent(ticket)) reconfigureForPanel();
+                                       });
+}
+
+void Session::reconfigureForPanel() {
+    if (!link_ || !displayID_) {
+        restart();
+        return;
+    }
+    Log::write("reconfiguring for " + sizeText(config_.rasterSize()) + " panel");
+    runStartUp(reconfigureAsync(newStartUp()));
+}
+
+Task<> Session::reconfigureAsync(Ticket ticket) {
+    cursorFeed_.reset();
+    if (pipeline_) pipeline_->stop(background_);
+    pipeline_.reset();
+    try {
+        buildPipeline();
+    } catch (const EncoderFailure&) {
+        Log::write("encoder failed");
+        setState(State::failed("encoder failed"));
+        finishTransition();
+        co_return;
+    }
+    sendSettingsLine();
+    followBounds();
+    co_await startSource(ticket);
+}
+
+Scaling Session::scalingForThisSession() const {
+    if (config_.scalingExplicit) return config_.scaling;
+    const Size panel = panelPixels_.value_or(config_.rasterSize());
+    Size desktop = config_.virtualSize();
+    if (config_.mirror) {
+        const Rect main = platform_.displays().bounds(platform_.displays().main());
+        desktop = {static_cast<int>(main.width), static_cast<int>(main.height)};
+    }
+    return automaticScaling(panel, desktop).value_or(config_.scaling);
+}
+
+// --- the place of the streamed display
+
+void Session::useBounds(const Rect& bounds) {
+    if (injector_ && injector_->bounds() == bounds) return;
+    injector_ = std::make_shared<InputInjector>(platform_.pointer(), bounds);
+    if (messages_) messages_->setInjector(injector_);
+}
+
+void Session::followBounds() {
+    if (!displayID_ || !injector_) return;
+    const Rect bounds = platform_.displays().bounds(*displayID_);
+    if (bounds == injector_->bounds()) return;
+    useBounds(bounds);
+    if (cursorFeed_) cursorFeed_->follow();
 }
 
 }  // namespace quillon

@@ -24,34 +24,42 @@ wire::Cursor cursorOn(const Rect& bounds, Point location) {
             fraction(location.y - bounds.y, bounds.height)};
 }
 
-CursorFeed::CursorFeed(RunLoop& loop, Pointer& pointer, Displays& displays, DisplayID display,
-                       std::function<void(const wire::Cursor&)> send)
-    : loop_(loop), pointer_(pointer), displays_(displays), display_(display), send_(std::move(send)) {
-    motion_ = pointer_.observeMotion([this] { follow(); });
+CursorFeed::CursorFeed(Parts parts) : parts_(std::move(parts)) {
+    motion_ = parts_.pointer.observeMotion([this] { follow(); });
     follow();
 }
 
 void CursorFeed::follow() {
     restingTicks_ = 0;
     if (timer_) return;
-    timer_ = loop_.addTimer(kInterval, RunLoop::Repeat::forever, [this] { tick(); });
+    timer_ = parts_.loop.addTimer(kInterval, RunLoop::Repeat::forever, [this] { tick(); });
     tick();
 }
 
+Rect CursorFeed::lookAtDisplay() {
+    const Rect bounds = parts_.displays.bounds(parts_.display);
+    if (bounds != lastBounds_) {
+        lastBounds_ = bounds;
+        parts_.onDisplayMoved(bounds);
+    }
+    return bounds;
+}
+
 void CursorFeed::tick() {
-    const auto location = pointer_.location();
+    const auto location = parts_.pointer.location();
     restingTicks_ = location == lastLocation_ ? restingTicks_ + 1 : 0;
     lastLocation_ = location;
     if (motion_ && restingTicks_ >= kTicksUntilRest) timer_.reset();
+    const Rect bounds = lookAtDisplay();
     if (!location) return;
-    const wire::Cursor cursor = cursorOn(displays_.bounds(display_), *location);
+    const wire::Cursor cursor = cursorOn(bounds, *location);
     if (lastCursor_ && cursor.visible == lastCursor_->visible &&
         std::abs(cursor.x - lastCursor_->x) < kNoticeable &&
         std::abs(cursor.y - lastCursor_->y) < kNoticeable) {
         return;
     }
     lastCursor_ = cursor;
-    send_(cursor);
+    parts_.send(cursor);
 }
 
 }  // namespace quillon

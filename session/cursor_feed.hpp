@@ -16,19 +16,25 @@ namespace quillon {
 /// then costs nothing. Main thread.
 class CursorFeed {
   public:
-    /// `send` is given each new state.
-    CursorFeed(RunLoop& loop, Pointer& pointer, Displays& displays, DisplayID display,
-               std::function<void(const wire::Cursor&)> send);
+    struct Parts {
+        RunLoop& loop;
+        Pointer& pointer;
+        Displays& displays;
+        DisplayID display = 0;
+        std::function<void(const wire::Cursor&)> send;    ///< each new state
+        std::function<void(const Rect&)> onDisplayMoved;  ///< the display's bounds, at first and when changed
+    };
+    explicit CursorFeed(Parts parts);
+
+    /// Looks now and for a moment: the pointer or the display moved.
+    void follow();
 
   private:
-    void follow();
     void tick();
+    Rect lookAtDisplay();
 
-    RunLoop& loop_;
-    Pointer& pointer_;
-    Displays& displays_;
-    const DisplayID display_;
-    const std::function<void(const wire::Cursor&)> send_;
+    const Parts parts_;
+    std::optional<Rect> lastBounds_;
     std::optional<wire::Cursor> lastCursor_;
     std::optional<Point> lastLocation_;
     int restingTicks_ = 0;

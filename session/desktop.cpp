@@ -1,5 +1,6 @@
 #include "session/desktop.hpp"
 
+#include <algorithm>
 #include <string>
 
 #include "base/log.hpp"
@@ -33,17 +34,24 @@ std::vector<DisplayID> ourDisplays(Displays& displays) {
     return ours;
 }
 
-Task<DisplayID> VirtualDesktop::obtain() {
-    if (!virtualDisplay_ || id_ == 0) {
-        co_await create();
-        if (id_ == 0) id_ = adoptExistingDisplay();
+Task<DisplayID> VirtualDesktop::obtain(std::function<bool()> wanted) {
+    if (seen_ && !isActive()) destroy();
+    if (id_ == 0) {
+        co_await create(wanted);
+        if (id_ == 0 && wanted()) id_ = adoptExistingDisplay();
     }
+    seen_ = seen_ || isActive();
     co_return id_;
 }
 
-Task<> VirtualDesktop::create() {
+bool VirtualDesktop::isActive() const {
+    const auto active = platform_.displays().active();
+    return std::ranges::find(active, id_) != active.end();
+}
+
+Task<> VirtualDesktop::create(std::function<bool()> wanted) {
     RunLoop& loop = platform_.mainLoop();
-    for (int attempt = 1; attempt <= kCreateAttempts; ++attempt) {
+    for (int attempt = 1; attempt <= kCreateAttempts && wanted(); ++attempt) {
         auto work = inBackground(loop, platform_.threads(), [&service = platform_.virtualDisplays()] {
             return std::shared_ptr<VirtualDisplay>(service.create(displayRequest()));
         });
@@ -70,6 +78,7 @@ DisplayID VirtualDesktop::adoptExistingDisplay() {
 void VirtualDesktop::destroy() {
     virtualDisplay_.reset();
     id_ = 0;
+    seen_ = false;
 }
 
 }  // namespace quillon

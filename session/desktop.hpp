@@ -1,7 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
-#include <optional>
+#include <vector>
 
 #include "platform/platform.hpp"
 #include "platform/task.hpp"
@@ -20,9 +21,10 @@ class VirtualDesktop {
   public:
     explicit VirtualDesktop(Platform& platform) : platform_(platform) {}
 
-    /// The identifier of the virtual display: the one held, a new one, or a leftover of an earlier run;
-    /// 0 when none is to be had. Takes several seconds to give up.
-    Task<DisplayID> obtain();
+    /// The identifier of the virtual display: the one known, a new one, or a leftover of an earlier run;
+    /// 0 when none is to be had. Takes several seconds to give up; `wanted` is asked before each attempt. A
+    /// display that was seen on the desktop and is there no longer is forgotten first.
+    Task<DisplayID> obtain(std::function<bool()> wanted);
 
     /// 0 when there is none.
     DisplayID virtualDisplayID() const { return id_; }
@@ -31,12 +33,14 @@ class VirtualDesktop {
     void destroy();
 
   private:
-    Task<> create();
+    Task<> create(std::function<bool()> wanted);
     DisplayID adoptExistingDisplay();
+    bool isActive() const;
 
     Platform& platform_;
     std::shared_ptr<VirtualDisplay> virtualDisplay_;
     DisplayID id_ = 0;
+    bool seen_ = false;  ///< among the active displays: some systems list a display only once it is captured
 };
 
 }  // namespace quillon

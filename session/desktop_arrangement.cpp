@@ -10,6 +10,8 @@ namespace quillon {
 
 namespace {
 
+constexpr Duration kEnforcementInterval = 2s;
+
 int toCoordinate(double value) {
     constexpr double kFarthest = 1 << 30;
     return static_cast<int>(std::clamp(value, -kFarthest, kFarthest));
@@ -36,25 +38,68 @@ std::optional<DisplayMode> DesktopArrangement::modeOfSize(DisplayID display, Siz
     return std::nullopt;
 }
 
-Task<bool> DesktopArrangement::apply(std::function<void()> change) {
+template <typename Change>
+Task<std::invoke_result_t<Change>> DesktopArrangement::apply(Change change) {
+    struct Counted {
+        explicit Counted(int& count) : count_(count) { ++count_; }
+        ~Counted() { --count_; }
+        int& count_;
+    } const counted(changes_);
     if (!queue_) queue_ = threads_.makeSerialQueue(".displays", Priority::userInitiated);
     auto work = onQueue(loop_, *queue_, [this, change = std::move(change), run = run_.load()] {
-        if (run_ != run) return false;
-        change();
-        return true;
+        return run_ == run ? change() : std::invoke_result_t<Change>{};
     });
     co_return co_await work;
 }
 
+Task<bool> DesktopArrangement::selectMode(DisplayID display, Size size) {
+    auto selection = apply([this, display, size] { return chooseMode(display, size); });
+    const auto mode = co_await std::move(selection);
+    if (mode) noteDensity(isHiDPI(*mode));
+    co_return mode.has_value();
+}
+
 Task<bool> DesktopArrangement::setMode(DisplayID display, DisplayMode mode) {
-    return apply([this, display, mode] { displays_.setMode(display, mode); });
+    return apply([this, display, mode] {
+        displays_.setMode(display, mode);
+        return true;
+    });
 }
 
 Task<bool> DesktopArrangement::place(DisplayID display, std::string position, Size size) {
     return apply([this, display, position = std::move(position), size] {
         unmirrorDisplay(display);
         positionDisplay(display, position, size);
+        return true;
     });
+}
+
+void DesktopArrangement::startModeEnforcement(std::function<void()> look) {
+    modeTimer_ = loop_.addTimer(kEnforcementInterval, RunLoop::Repeat::forever, std::move(look));
+}
+
+void DesktopArrangement::cancel() {
+    ++run_;
+    stopModeEnforcement();
+}
+
+std::optional<DisplayMode> DesktopArrangement::chooseMode(DisplayID display, Size size) {
+    const auto mode = modeFor(displays_.modes(display), size);
+    if (!mode) return std::nullopt;
+    const auto current = displays_.currentMode(display);
+    const bool isInForce =
+        current && current->width == mode->width && current->pixelWidth == mode->pixelWidth;
+    if (!isInForce && displays_.setMode(display, *mode)) {
+        Log::write("mode set " + sizeText({mode->width, mode->height}) + "pt @" +
+                   std::to_string(mode->pixelWidth / std::max(mode->width, 1)) + "x");
+    }
+    return mode;
+}
+
+void DesktopArrangement::noteDensity(bool hiDPI) {
+    if (hiDPIActive_ == hiDPI) return;
+    hiDPIActive_ = hiDPI;
+    Log::write(hiDPI ? "HiDPI active" : "HiDPI unavailable for this size (macOS refused 2x)");
 }
 
 void DesktopArrangement::unmirrorDisplay(DisplayID display) {

@@ -8,13 +8,11 @@ namespace quillon {
 
 DeviceMessages::DeviceMessages(RunLoop& clock, Instant startTime, std::shared_ptr<Statistics> statistics,
                                std::shared_ptr<SilenceWatchdog> watchdog,
-                               std::shared_ptr<InputInjector> injector,
                                std::function<void(std::string)> onPanelReport)
     : clock_(clock),
       startTime_(startTime),
       statistics_(std::move(statistics)),
       watchdog_(std::move(watchdog)),
-      injector_(std::move(injector)),
       onPanelReport_(std::move(onPanelReport)) {}
 
 void DeviceMessages::handle(const MessageReader::Message& message) {
@@ -28,7 +26,7 @@ void DeviceMessages::handle(const MessageReader::Message& message) {
             break;
         case wire::MessageType::input:
             ++inputCount_;
-            if (injector_) injector_->handle(message.payload);
+            if (const auto injector = this->injector()) injector->handle(message.payload);
             break;
         case wire::MessageType::panelReport:
             onPanelReport_(repairedUtf8(message.payload));

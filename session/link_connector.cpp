@@ -22,15 +22,17 @@ LinkConnector::LinkConnector(Platform& platform)
       discovery_(platform.mainLoop(), platform.serviceBrowser()) {}
 
 Task<std::optional<Connection>> LinkConnector::connectWithRetry(std::shared_ptr<LinkConnector> self,
-                                                                SessionConfig config) {
+                                                                SessionConfig config,
+                                                                std::function<bool()> wanted) {
     RunLoop& loop = self->platform_.mainLoop();
     Threads& threads = self->platform_.threads();
-    for (int attempt = 1;; ++attempt) {
+    for (int attempt = 1; wanted(); ++attempt) {
         auto work = inBackground(loop, threads, [self, config] { return self->connectOnce(config); });
         auto connection = co_await work;
         if (connection || attempt == kMostAttempts) co_return connection;
         co_await loop.sleep(kBetweenAttempts);
     }
+    co_return std::nullopt;
 }
 
 std::optional<Connection> LinkConnector::connectOnce(const SessionConfig& config) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,9 +28,10 @@ class LinkConnector : public std::enable_shared_from_this<LinkConnector> {
   public:
     explicit LinkConnector(Platform& platform);
 
-    /// Up to ten attempts, 0.6 s apart. Main thread.
+    /// Up to ten attempts, 0.6 s apart; `wanted` is asked before each. Main thread.
     static Task<std::optional<Connection>> connectWithRetry(std::shared_ptr<LinkConnector> self,
-                                                            SessionConfig config);
+                                                            SessionConfig config,
+                                                            std::function<bool()> wanted);
 
     /// One attempt. Blocks; never on the main thread.
     std::optional<Connection> connectOnce(const SessionConfig& config);

@@ -89,11 +89,4 @@ void Session::setPosition(const std::string& position) {
     background_.start(moveDisplay(*displayID_));
 }
 
-Task<> Session::moveDisplay(DisplayID display) {
-    const std::string position = config_.position;
-    const bool moved = co_await arrangement_.place(display, position, config_.virtualSize());
-    if (!moved) co_return;
-    Log::write("position=" + position + " applied to display " + std::to_string(display));
-}
-
 }  // namespace quillon

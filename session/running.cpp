@@ -1,10 +1,8 @@
 #include "base/log.hpp"
-#include "session/desktop_rules.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/session.hpp"
 
-// What happens while a session runs: messages to the device, a changed panel, a lost link, a cable that
-// appears.
+// What happens while a session runs: messages to the device, a lost link, a cable that appears.
 
 namespace quillon {
 
@@ -42,69 +40,6 @@ std::string Session::runningDescription() const {
                                       : "iPad display " + std::to_string(config_.virtualWidth) + "×" +
                                             std::to_string(config_.virtualHeight);
     return text + " · " + activeTransport_;
-}
-
-Scaling Session::scalingForThisSession() const {
-    if (config_.scalingExplicit) return config_.scaling;
-    const Size panel = panelPixels_.value_or(config_.rasterSize());
-    Size desktop = config_.virtualSize();
-    if (config_.mirror) {
-        const Rect main = platform_.displays().bounds(platform_.displays().main());
-        desktop = {static_cast<int>(main.width), static_cast<int>(main.height)};
-    }
-    return automaticScaling(panel, desktop).value_or(config_.scaling);
-}
-
-void Session::panelReported(const std::string& text) {
-    Log::write("panel report: " + text);
-    const auto panel = wire::panelSize(text);
-    if (!panel || panel == panelPixels_) return;
-    Log::write("panel changed to " + sizeText(*panel));
-    panelPixels_ = panel;
-    config_.width = panel->width;
-    config_.height = panel->height;
-    panelChanged();
-}
-
-void Session::panelChanged() {
-    if (!config_.scalingExplicit) {
-        const Scaling suited = scalingForThisSession();
-        if (suited != effectiveScaling_) {
-            effectiveScaling_ = suited;
-            config_.scaling = suited;
-            Log::write("scaling: " + std::string(namesOf(suited).logName) + " (automatic, panel reported)");
-        }
-    }
-    loop_.post([weak = weak_from_this(), ticket = ticket_] {
-        const auto self = weak.lock();
-        if (self && self->isCurrent(ticket)) self->reconfigureForPanel();
-    });
-}
-
-void Session::reconfigureForPanel() {
-    if (!link_ || !displayID_) {
-        restart();
-        return;
-    }
-    Log::write("reconfiguring for " + std::to_string(config_.width) + "x" + std::to_string(config_.height) +
-               " panel");
-    runStartUp(reconfigureAsync(newStartUp()));
-}
-
-Task<> Session::reconfigureAsync(Ticket ticket) {
-    cursorFeed_.reset();
-    if (pipeline_) pipeline_->stop(background_);
-    pipeline_.reset();
-    try {
-        buildPipeline();
-    } catch (const EncoderFailure&) {
-        Log::write("encoder failed");
-        setState(State::failed("encoder failed"));
-        finishTransition();
-        co_return;
-    }
-    sendSettingsLine();
-    co_await startCapture(ticket);
 }
 
 void Session::linkLost() {

@@ -54,6 +54,8 @@ void Session::start(const Config& config) {
     pendingMirror_.reset();
     startTime_ = loop_.now();
     durationTimer_.reset();
+    panelPixels_.reset();
+    arrangement_.begin();
     setState(State::starting());
     loop_.post([weak = weak_from_this(), generation = ticket_.generation] {
         const auto self = weak.lock();
@@ -85,7 +87,9 @@ void Session::restart() {
         return;
     }
     transitioning_ = true;
+    transitionStartedAt_ = loop_.now();
     ++ticket_.generation;
+    arrangement_.stopModeEnforcement();
     retry_.cancel();
     setState(State::starting());
     runStartUp(restartAsync(newStartUp()));
@@ -122,6 +126,7 @@ void Session::runStartUp(Task<> task) {
 
 void Session::teardown() {
     cursorFeed_.reset();
+    reconfigureTimer_.reset();
     if (link_) link_->close();
     link_.reset();
     if (pipeline_) pipeline_->stop(background_);

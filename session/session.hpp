@@ -96,6 +96,9 @@ class Session : public std::enable_shared_from_this<Session> {
     size_t latencySampleCount() const { return statistics_->latencySampleCount(); }
 
   private:
+    /// How long the system may take to settle after the virtual display's size changed.
+    static constexpr Duration kDesktopSettles = 600ms;
+
     explicit Session(Platform& platform);
 
     // --- life
@@ -116,15 +119,18 @@ class Session : public std::enable_shared_from_this<Session> {
     bool isCurrent(const Ticket& ticket) const { return !stopping_ && ticket == ticket_; }
     Task<> beginAsync(Ticket ticket);
     Task<> restartAsync(Ticket ticket);
+    std::function<bool()> whileCurrent(Ticket ticket);
     Task<bool> prepareDisplay(Ticket ticket);
+    Task<DisplayID> prepareVirtualDisplay(Ticket ticket);
     void adoptLink(Connection connection);
-    void followGreeting(const std::optional<std::string>& greeting);
+    Task<bool> followGreeting(std::optional<std::string> greeting, Ticket ticket);
     void rememberDevice(const std::optional<std::string>& greeting);
     void choosePreferences();
     void buildPipeline();
     void sendStartUpMessages();
     void askForControl();
     void startReader(Ticket ticket);
+    Task<> startSource(Ticket ticket);
     Task<> startCapture(Ticket ticket);
     void startPattern();
     void captureRuns(Ticket ticket);
@@ -135,18 +141,25 @@ class Session : public std::enable_shared_from_this<Session> {
     bool send(wire::MessageType type, ByteView payload, PacketWriter::Kind kind);
     void sendSettingsLine();
     void sendOverlayFlag();
+    void linkLost();
+    Task<> watchForCable(Ticket ticket);
+    std::string runningDescription() const;
+
+    // --- the desktop, session/arranging.cpp
+    Task<> changeMode(DisplayID display, DisplayMode mode);
+    Task<> moveDisplay(DisplayID display);
+    void watchArrangement(DisplayID display);
+    Task<> enforceMode(DisplayID display);
+    void alignDesktopOrientation(Size panel);
+    void resetUnofferedResolution();
+    void usePanel(Size panel);
     void panelReported(const std::string& text);
     void panelChanged();
     void reconfigureForPanel();
     Task<> reconfigureAsync(Ticket ticket);
     Scaling scalingForThisSession() const;
-    void linkLost();
-    Task<> watchForCable(Ticket ticket);
-    std::string runningDescription() const;
-
-    // --- session/arranging.cpp and session/live_settings.cpp
-    Task<> changeMode(DisplayID display, DisplayMode mode);
-    Task<> moveDisplay(DisplayID display);
+    void useBounds(const Rect& bounds);
+    void followBounds();
 
     Platform& platform_;
     RunLoop& loop_;
@@ -155,6 +168,7 @@ class Session : public std::enable_shared_from_this<Session> {
     Config config_;
     bool stopping_ = false;
     bool transitioning_ = false;
+    Instant transitionStartedAt_;
     Ticket ticket_;
     Instant startTime_;
 
@@ -190,6 +204,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::unique_ptr<StreamPipeline> pipeline_;
     std::unique_ptr<CursorFeed> cursorFeed_;
     std::unique_ptr<Timer> durationTimer_;
+    std::unique_ptr<Timer> reconfigureTimer_;
 
     // last, so that their tasks end before what they use
     TaskScope background_;

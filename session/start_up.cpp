@@ -19,9 +19,11 @@ constexpr Duration kRetryWithoutCapture = 4s;
 }  // namespace
 
 Task<> Session::beginAsync(Ticket ticket) {
-    if (!co_await prepareDisplay(ticket)) co_return;
+    const bool hasDisplay = co_await prepareDisplay(ticket);
+    if (!hasDisplay) co_return;
 
-    auto connection = co_await LinkConnector::connectWithRetry(connector_, config_);
+    auto connecting = LinkConnector::connectWithRetry(connector_, config_, whileCurrent(ticket));
+    auto connection = co_await std::move(connecting);
     if (!isCurrent(ticket)) co_return;
     if (!connection) {
         activeTransport_.clear();
@@ -33,7 +35,8 @@ Task<> Session::beginAsync(Ticket ticket) {
     }
     const auto greeting = connection->greeting;
     adoptLink(std::move(*connection));
-    followGreeting(greeting);
+    const bool isFollowed = co_await followGreeting(greeting, ticket);
+    if (!isFollowed) co_return;
     rememberDevice(greeting);
     choosePreferences();
     try {
@@ -49,11 +52,11 @@ Task<> Session::beginAsync(Ticket ticket) {
     askForControl();
     startReader(ticket);
     scheduleDuration();
-    if (config_.usePattern) {
-        startPattern();
-    } else {
-        co_await startCapture(ticket);
-    }
+    co_await startSource(ticket);
+}
+
+std::function<bool()> Session::whileCurrent(Ticket ticket) {
+    return [this, ticket] { return isCurrent(ticket); };
 }
 
 Task<bool> Session::prepareDisplay(Ticket ticket) {
@@ -62,15 +65,8 @@ Task<bool> Session::prepareDisplay(Ticket ticket) {
     if (config_.mirror) {
         display = displays.main();
     } else if (config_.virtual_) {
-        display = co_await desktop_.obtain();
-        if (!isCurrent(ticket)) co_return false;
-        if (display == 0) {
-            setState(State::failed("CGVirtualDisplay unavailable"));
-            Log::write("CGVirtualDisplay unavailable, retrying shortly");
-            finishTransition();
-            if (isCurrent(ticket)) retry_.schedule(kRetryWithoutDisplay);
-            co_return false;
-        }
+        display = co_await prepareVirtualDisplay(ticket);
+        if (display == 0) co_return false;
     } else {
         const auto active = displays.active();
         const auto index = static_cast<size_t>(config_.displayIndex);
@@ -82,6 +78,26 @@ Task<bool> Session::prepareDisplay(Ticket ticket) {
     co_return true;
 }
 
+/// 0 when there is none, or when the start-up is no longer the current one.
+Task<DisplayID> Session::prepareVirtualDisplay(Ticket ticket) {
+    auto obtaining = desktop_.obtain(whileCurrent(ticket));
+    const DisplayID display = co_await std::move(obtaining);
+    if (!isCurrent(ticket)) co_return 0;
+    if (display == 0) {
+        setState(State::failed("CGVirtualDisplay unavailable"));
+        Log::write("CGVirtualDisplay unavailable, retrying shortly");
+        finishTransition();
+        if (isCurrent(ticket)) retry_.schedule(kRetryWithoutDisplay);
+        co_return 0;
+    }
+    arrangement_.startModeEnforcement([this, display] { watchArrangement(display); });
+    co_await arrangement_.selectMode(display, config_.virtualSize());
+    if (!isCurrent(ticket)) co_return 0;
+    auto placing = arrangement_.place(display, config_.position, config_.virtualSize());
+    co_await std::move(placing);
+    co_return isCurrent(ticket) ? display : 0;
+}
+
 void Session::adoptLink(Connection connection) {
     retry_.reset();
     activeTransport_ = std::move(connection.activeTransport);
@@ -89,18 +105,22 @@ void Session::adoptLink(Connection connection) {
     link_ = std::make_shared<Link>(platform_, std::move(connection.socket));
 }
 
-void Session::followGreeting(const std::optional<std::string>& greeting) {
-    if (!greeting) return;
-    const auto said = wire::parseGreeting(*greeting);
-    clientSupportsPing_ = said.supportsPing();
-    Log::write("client protocol " + std::to_string(said.protocolVersion) + ", ping " +
-               (clientSupportsPing_ ? "supported" : "not supported"));
-    const auto panel = wire::panelSize(*greeting);
-    if (!panel) return;
-    panelPixels_ = panel;
-    config_.width = panel->width;
-    config_.height = panel->height;
-    Log::write("panel " + std::to_string(panel->width) + "x" + std::to_string(panel->height));
+Task<bool> Session::followGreeting(std::optional<std::string> greeting, Ticket ticket) {
+    const Size before = config_.virtualSize();
+    if (greeting) {
+        const auto said = wire::parseGreeting(*greeting);
+        clientSupportsPing_ = said.supportsPing();
+        Log::write("client protocol " + std::to_string(said.protocolVersion) + ", ping " +
+                   (clientSupportsPing_ ? "supported" : "not supported"));
+        if (const auto panel = wire::panelSize(*greeting)) {
+            usePanel(*panel);
+            Log::write("panel " + sizeText(*panel));
+            alignDesktopOrientation(*panel);
+        }
+    }
+    resetUnofferedResolution();
+    if (config_.virtualSize() != before) co_await loop_.sleep(kDesktopSettles);
+    co_return isCurrent(ticket);
 }
 
 void Session::rememberDevice(const std::optional<std::string>& greeting) {
@@ -148,12 +168,10 @@ void Session::buildPipeline() {
 
 void Session::sendStartUpMessages() {
     send(wire::MessageType::linkName, viewOf(wire::linkName(activeTransport_)), PacketWriter::Kind::control);
+    effectiveScaling_ = scalingForThisSession();
     sendSettingsLine();
     sendOverlayFlag();
-    if (displayID_) {
-        injector_ =
-            std::make_shared<InputInjector>(platform_.pointer(), platform_.displays().bounds(*displayID_));
-    }
+    if (displayID_) useBounds(platform_.displays().bounds(*displayID_));
     const uint8_t smoothing = wire::smoothingByte(config_.smoothness);
     send(wire::MessageType::smoothing, {&smoothing, 1}, PacketWriter::Kind::video);
 }
@@ -170,7 +188,7 @@ void Session::askForControl() {
 
 void Session::startReader(Ticket ticket) {
     messages_ = std::make_shared<DeviceMessages>(
-        loop_, startTime_, statistics_, watchdog_, injector_,
+        loop_, startTime_, statistics_, watchdog_,
         [weak = weak_from_this(), &loop = loop_, ticket](std::string text) {
             loop.post([weak, ticket, text = std::move(text)] {
                 const auto self = weak.lock();
@@ -179,6 +197,7 @@ void Session::startReader(Ticket ticket) {
                 }
             });
         });
+    messages_->setInjector(injector_);
     link_->startReader(
         [messages = messages_](const MessageReader::Message& message) { messages->handle(message); },
         [weak = weak_from_this(), &loop = loop_, ended = std::weak_ptr(link_)] {
@@ -187,6 +206,14 @@ void Session::startReader(Ticket ticket) {
                 if (self && self->link_ && self->link_ == ended.lock()) self->linkLost();
             });
         });
+}
+
+Task<> Session::startSource(Ticket ticket) {
+    if (config_.usePattern) {
+        startPattern();
+    } else {
+        co_await startCapture(ticket);
+    }
 }
 
 Task<> Session::startCapture(Ticket ticket) {
@@ -241,11 +268,12 @@ void Session::captureRuns(Ticket ticket) {
     if (!isCurrent(ticket)) return;
     background_.start(watchForCable(ticket));
     if (displayID_) {
+        const auto sendCursor = [this](const wire::Cursor& cursor) {
+            send(wire::MessageType::cursor, wire::cursorPayload(cursor), PacketWriter::Kind::latest);
+        };
         cursorFeed_ = std::make_unique<CursorFeed>(
-            loop_, platform_.pointer(), platform_.displays(), *displayID_,
-            [this](const wire::Cursor& cursor) {
-                send(wire::MessageType::cursor, wire::cursorPayload(cursor), PacketWriter::Kind::latest);
-            });
+            CursorFeed::Parts{loop_, platform_.pointer(), platform_.displays(), *displayID_, sendCursor,
+                              [this](const Rect& bounds) { useBounds(bounds); }});
     }
     watchdog_->start();
     // A loss in the middle of a transition was left to the transition, which has just ended.

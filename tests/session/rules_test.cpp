@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "session/cursor_feed.hpp"
-#include "session/desktop_rules.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/statistics.hpp"
 
@@ -90,13 +89,6 @@ TEST(CursorOn, IsAFractionOfTheDisplay) {
     EXPECT_DOUBLE_EQ(cursorOn(display, {9999, -9999}).y, 0);
     EXPECT_DOUBLE_EQ(cursorOn({0, 0, 0, 0}, {0.25, 3}).x, 0.25) << "no width, no scale";
     EXPECT_DOUBLE_EQ(cursorOn({0, 0, 0, 0}, {0.25, 3}).y, 1);
-}
-
-TEST(AutomaticScaling, FillsWhenShapesDifferByMoreThanAQuarter) {
-    EXPECT_EQ(automaticScaling({2048, 2732}, {1600, 1000}), Scaling::fill);
-    EXPECT_EQ(automaticScaling({2048, 1536}, {1600, 1000}), Scaling::fit);
-    EXPECT_EQ(automaticScaling({0, 1536}, {1600, 1000}), std::nullopt);
-    EXPECT_EQ(automaticScaling({2048, 1536}, {1600, -1}), std::nullopt);
 }
 
 }  // namespace

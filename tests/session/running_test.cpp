@@ -402,7 +402,7 @@ TEST_F(RunningSessionTest, AMirrorChangeRestartsInTheOtherMode) {
     session->setMirror(false);
     EXPECT_EQ(logged("switch to extend"), 1);
     ASSERT_TRUE(eventuallyRunning());
-    EXPECT_EQ(session->state(), Session::State::running("iPad display 1024×768 · USB"));
+    EXPECT_EQ(session->state(), Session::State::running("iPad display 1600×1200 · USB"));
     session->setMirror(false);
     run(5s);
     EXPECT_EQ(device->connectedAt.size(), 2U);
@@ -417,7 +417,7 @@ TEST_F(RunningSessionTest, AMirrorChangeDuringATransitionRunsAtItsEnd) {
     ASSERT_TRUE(eventually([&] { return !session->config().mirror; }));
     ASSERT_TRUE(eventuallyRunning());
     EXPECT_EQ(logged("running queued switch to extend"), 1);
-    EXPECT_EQ(session->state(), Session::State::running("iPad display 1024×768 · USB"));
+    EXPECT_EQ(session->state(), Session::State::running("iPad display 1600×1200 · USB"));
     run(20s);
     EXPECT_EQ(device->connectedAt.size(), 3U);
     EXPECT_EQ(machine.network.openDescriptors(), 1U);

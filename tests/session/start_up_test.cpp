@@ -43,10 +43,10 @@ TEST_F(SessionTest, LogsTheStartUp) {
     EXPECT_THAT(log(),
                 ElementsAre("mode=mirror, capturing display 1",  //
                             "client protocol 2, ping supported", "panel 2388x1668",
-                            "prefs for USB: quality Best, smooth 0", "quality Best: 2388x1668, 18 Mbps (USB)",
-                            "link established over USB", "keyframe interval 2s",
-                            "settings line: Mirror | Smooth Off | Fit (fd=1000)", "accessibility=true",
-                            "scaling: Fit (bars) (automatic for this panel's shape)",
+                            "canvas options: ", "prefs for USB: quality Best, smooth 0",
+                            "quality Best: 2388x1668, 18 Mbps (USB)", "link established over USB",
+                            "keyframe interval 2s", "settings line: Mirror | Smooth Off | Fit (fd=1000)",
+                            "accessibility=true", "scaling: Fit (bars) (automatic for this panel's shape)",
                             "capture running: Mirroring main display · USB"));
 }
 
