@@ -6,11 +6,11 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <system_error>
 
+#include "base/log_console.hpp"
 #include "base/text.hpp"
 #include "base/thread_annotations.hpp"
 
@@ -58,8 +58,7 @@ void append(const std::string& line) EXCLUDES(appendLock) {
 }  // namespace
 
 void Log::write(std::string_view message) {
-    const std::string console = "[Quillon] " + std::string(message) + "\n";
-    std::fwrite(console.data(), 1, console.size(), stderr);
+    writeToConsole("[Quillon] " + std::string(message));
 
     // The file is UTF-8 text; a message that is not stays out of it.
     if (repairedUtf8(viewOf(message)) != message) return;

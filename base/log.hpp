@@ -6,7 +6,7 @@
 
 namespace quillon {
 
-/// The program's one diagnostic log. Each line goes to the console (standard error) as
+/// The program's one diagnostic log. Each line goes to the console as
 /// "[Quillon] message" and, with a time stamp (ISO 8601, UTC, milliseconds), to a file that is opened
 /// and closed for every line. Never throws, never reports a failure: a line may be lost.
 class Log {
