@@ -1,0 +1,63 @@
+#pragma once
+
+// Outline of libdispatch: the declarations that platform/macos/ calls. Its objects are Objective-C objects
+// under ARC.
+
+#import <Foundation/Foundation.h>
+
+#pragma clang assume_nonnull begin
+
+@protocol OS_dispatch_object <NSObject>
+@end
+@protocol OS_dispatch_queue <OS_dispatch_object>
+@end
+@protocol OS_dispatch_queue_attr <OS_dispatch_object>
+@end
+@protocol OS_dispatch_semaphore <OS_dispatch_object>
+@end
+@protocol OS_dispatch_group <OS_dispatch_object>
+@end
+
+typedef NSObject<OS_dispatch_queue>* dispatch_queue_t;
+typedef NSObject<OS_dispatch_queue>* dispatch_queue_global_t;
+typedef NSObject<OS_dispatch_queue_attr>* dispatch_queue_attr_t;
+typedef NSObject<OS_dispatch_semaphore>* dispatch_semaphore_t;
+typedef NSObject<OS_dispatch_group>* dispatch_group_t;
+typedef void (^dispatch_block_t)(void);
+typedef uint64_t dispatch_time_t;
+
+typedef enum : unsigned int {
+    QOS_CLASS_USER_INTERACTIVE = 0x21,
+    QOS_CLASS_USER_INITIATED = 0x19,
+} qos_class_t;
+typedef qos_class_t dispatch_qos_class_t;
+
+#define NSEC_PER_SEC 1000000000ull
+#define DISPATCH_TIME_NOW (0ull)
+#define DISPATCH_TIME_FOREVER (~0ull)
+
+extern "C" {
+
+#define DISPATCH_QUEUE_SERIAL NULL
+
+dispatch_queue_attr_t dispatch_queue_attr_make_with_qos_class(dispatch_queue_attr_t _Nullable attributes,
+                                                              dispatch_qos_class_t quality, int relative);
+dispatch_queue_t dispatch_queue_create(const char* _Nullable label,
+                                       dispatch_queue_attr_t _Nullable attributes);
+dispatch_queue_global_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags);
+void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
+void dispatch_sync(dispatch_queue_t queue, __attribute__((noescape)) dispatch_block_t block);
+void dispatch_after(dispatch_time_t when, dispatch_queue_t queue, dispatch_block_t block);
+dispatch_time_t dispatch_time(dispatch_time_t when, int64_t nanoseconds);
+
+dispatch_semaphore_t dispatch_semaphore_create(intptr_t value);
+intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore);
+intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t timeout);
+
+dispatch_group_t dispatch_group_create(void);
+void dispatch_group_async(dispatch_group_t group, dispatch_queue_t queue, dispatch_block_t block);
+intptr_t dispatch_group_wait(dispatch_group_t group, dispatch_time_t timeout);
+
+}  // extern "C"
+
+#pragma clang assume_nonnull end

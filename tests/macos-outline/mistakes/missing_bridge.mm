@@ -1,0 +1,6 @@
+// expected: requires a bridged cast
+#import <Foundation/Foundation.h>
+
+CFStringRef name(NSString* text) {
+    return (CFStringRef)text;
+}
