@@ -1,7 +1,8 @@
 # Compiler options of every target: warnings are errors, sanitizers as asked for.
 add_compile_options(
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wno-missing-field-initializers -fno-omit-frame-pointer)
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion
+  "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>"
+  -Wno-missing-field-initializers -fno-omit-frame-pointer)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   add_compile_options(-Wthread-safety)
 endif()

@@ -40,4 +40,7 @@ class VirtualDisplays {
     virtual void removeLeftovers() = 0;
 };
 
+/// The system's virtual displays alone, for callers who have no Platform. What it makes outlives it.
+std::unique_ptr<VirtualDisplays> makeVirtualDisplays();
+
 }  // namespace quillon

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/log.hpp"
+#include "display/virtual_display.hpp"
 
 namespace quillon {
 
@@ -53,7 +54,7 @@ Task<> VirtualDesktop::create(std::function<bool()> wanted) {
     RunLoop& loop = platform_.mainLoop();
     for (int attempt = 1; attempt <= kCreateAttempts && wanted(); ++attempt) {
         auto work = inBackground(loop, platform_.threads(), [&service = platform_.virtualDisplays()] {
-            return std::shared_ptr<VirtualDisplay>(service.create(displayRequest()));
+            return std::shared_ptr<VirtualDisplay>(createVirtualDisplay(service, displayRequest()));
         });
         virtualDisplay_ = co_await work;
         id_ = virtualDisplay_ ? virtualDisplay_->id() : 0;

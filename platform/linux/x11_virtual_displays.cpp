@@ -197,4 +197,8 @@ void X11VirtualDisplays::removeLeftovers() {
     if (const auto connection = openedConnection()) quillon::removeLeftovers(*connection);
 }
 
+std::unique_ptr<VirtualDisplays> makeVirtualDisplays() {
+    return std::make_unique<X11VirtualDisplays>();
+}
+
 }  // namespace quillon

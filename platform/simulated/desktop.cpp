@@ -96,7 +96,7 @@ class SimulatedVirtualDisplay : public VirtualDisplay {
     SimulatedVirtualDisplay(const SimulatedVirtualDisplay&) = delete;
     SimulatedVirtualDisplay& operator=(const SimulatedVirtualDisplay&) = delete;
 
-    DisplayID id() const override { return id_; }
+    DisplayID id() const override { return displays_.find(id_) != nullptr ? id_ : 0; }
 
   private:
     SimulatedDisplays& displays_;

@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/randr.h>
 
 #include <array>
 #include <cstdio>
@@ -169,6 +170,18 @@ std::string serverState(const XorgServer& server) {
     while (const size_t count = fread(part.data(), 1, part.size(), pipe)) text.append(part.data(), count);
     pclose(pipe);
     return text;
+}
+
+std::vector<uint8_t> edidOf(const X11Connection& connection, DisplayID output) {
+    xcb_connection_t* c = connection.get();
+    const auto atom = owned(xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 4, "EDID"), nullptr));
+    if (!atom) return {};
+    const auto cookie =
+        xcb_randr_get_output_property(c, output, atom->atom, XCB_GET_PROPERTY_TYPE_ANY, 0, 64, 0, 0);
+    const auto reply = owned(xcb_randr_get_output_property_reply(c, cookie, nullptr));
+    if (!reply) return {};
+    const uint8_t* const data = xcb_randr_get_output_property_data(reply.get());
+    return {data, data + reply->num_items};
 }
 
 std::string outputName(const X11Connection& connection, DisplayID output) {

@@ -59,6 +59,9 @@ class HeldDisplay {
 /// Everything that `xrandr` tells of a server but its clock.
 std::string serverState(const XorgServer& server);
 
+/// The property in which an output tells of its monitor; empty when it has none.
+std::vector<uint8_t> edidOf(const X11Connection& connection, DisplayID output);
+
 std::string outputName(const X11Connection& connection, DisplayID output);
 
 }  // namespace quillon::testing

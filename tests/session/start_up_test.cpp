@@ -261,6 +261,22 @@ TEST_F(SessionTest, StopKeepsTheVirtualDisplayForTheNextStart) {
     EXPECT_EQ(machine.virtualScreens.attempts, 1);
 }
 
+TEST_F(SessionTest, AVirtualDisplayThatTheSystemTookAwayIsMadeAnew) {
+    machine.attachDevice("tablet-1");
+    Session::Config config = mirroring();
+    config.mirror = false;
+    session->start(config);
+    ASSERT_TRUE(eventuallyRunning());
+    session->stop();
+    run(5s);
+    machine.screens.all.pop_back();
+    session->start(config);
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(machine.virtualScreens.attempts, 2);
+    EXPECT_EQ(machine.virtualScreens.living, 1);
+    EXPECT_EQ(machine.screens.all.size(), 2u);
+}
+
 TEST_F(SessionTest, StopMovesWindowsOffTheVirtualDisplay) {
     machine.attachDevice("tablet-1");
     machine.desktopWindows.windows = {{1, {2000, 100, 400, 300}}, {2, {100, 100, 400, 300}}};
