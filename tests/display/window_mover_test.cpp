@@ -59,7 +59,8 @@ class WindowMoverTest : public testing::Test {
         return lines;
     }
 
-    SimulatedDisplays displays;
+    simulated::Machine machine;
+    SimulatedDisplays displays{machine};
     StubbornWindows windows;
     SimulatedPermissions permissions;
     WindowMover mover{windows, displays, permissions};
