@@ -4,7 +4,8 @@
 
 namespace quillon {
 
-/// Monitors of the system's own making, see pv_virtual_display.h. They go with the process that made them.
+/// Monitors of the system's own making. The classes for them have no public header and are reached by name;
+/// on a system without them there are no virtual displays.
 class MacVirtualDisplays : public VirtualDisplays {
   public:
     std::unique_ptr<VirtualDisplay> create(const VirtualDisplayRequest& request) override;

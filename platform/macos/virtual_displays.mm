@@ -1,38 +1,102 @@
 #include "platform/macos/virtual_displays.hpp"
 
-#include "platform/macos/pv_virtual_display.h"
+#import "platform/macos/private_virtual_display.h"
+#include "platform/macos/threads.hpp"
 
 namespace quillon {
 
 namespace {
 
+// How a monitor of ours is known again, by any process.
+constexpr unsigned int kVendor = 1452;
+constexpr unsigned int kModel = 4096;
+constexpr unsigned int kSerial = 1;
+constexpr CGSize kMillimetres{160.5, 120.4};
+
+/// The system's classes, if it has them and they still answer to what we call.
+struct Classes {
+    Class descriptor = NSClassFromString(@"CGVirtualDisplayDescriptor");
+    Class settings = NSClassFromString(@"CGVirtualDisplaySettings");
+    Class mode = NSClassFromString(@"CGVirtualDisplayMode");
+    Class display = NSClassFromString(@"CGVirtualDisplay");
+
+    bool areKnown() const {
+        return [descriptor instancesRespondToSelector:@selector(setQueue:)] &&
+               [settings instancesRespondToSelector:@selector(setModes:)] &&
+               [mode instancesRespondToSelector:@selector(initWithWidth:height:refreshRate:)] &&
+               [display instancesRespondToSelector:@selector(initWithDescriptor:)] &&
+               [display instancesRespondToSelector:@selector(applySettings:)];
+    }
+};
+
+id<QuillonDisplayDescriptor> describe(const Classes& classes, const VirtualDisplayRequest& request) {
+    const id<QuillonDisplayDescriptor> descriptor = [[classes.descriptor alloc] init];
+    NSString* const name = [NSString stringWithUTF8String:request.name.c_str()];
+    descriptor.name = name != nil ? name : @"Quillon";
+    descriptor.vendorID = kVendor;
+    descriptor.productID = kModel;
+    descriptor.serialNum = kSerial;
+    descriptor.maxPixelsWide = static_cast<unsigned int>(request.maxPixels.width);
+    descriptor.maxPixelsHigh = static_cast<unsigned int>(request.maxPixels.height);
+    descriptor.sizeInMillimeters = kMillimetres;
+    descriptor.queue = makeLabelledQueue(".virtualdisplay", Priority::userInitiated);
+    return descriptor;
+}
+
+id<QuillonDisplaySettings> settingsFor(const Classes& classes, const VirtualDisplayRequest& request) {
+    NSMutableArray* const modes = [NSMutableArray new];
+    for (const Size& size : request.modes) {
+        const id<QuillonVirtualMode> mode = [static_cast<id<QuillonVirtualMode>>([classes.mode alloc])
+            initWithWidth:static_cast<unsigned int>(size.width)
+                   height:static_cast<unsigned int>(size.height)
+              refreshRate:request.refreshRate];
+        if (mode != nil) [modes addObject:mode];
+    }
+    const id<QuillonDisplaySettings> settings = [[classes.settings alloc] init];
+    settings.modes = modes;
+    settings.hiDPI = request.hiDPI ? 1 : 0;
+    return settings;
+}
+
+using Monitor = id<QuillonVirtualDisplay>;
+
+/// Holds the one reference to the system's monitor.
 class MacVirtualDisplay : public VirtualDisplay {
   public:
-    explicit MacVirtualDisplay(void* handle) : handle_(handle) {}
-    ~MacVirtualDisplay() override { pv_virtual_display_destroy(handle_); }
+    explicit MacVirtualDisplay(Monitor monitor) : monitor_(monitor) {}
+    ~MacVirtualDisplay() override {
+        // What the system releases along with the monitor goes at once, not at the end of a caller's pool.
+        @autoreleasepool {
+            monitor_ = nil;
+        }
+    }
     MacVirtualDisplay(const MacVirtualDisplay&) = delete;
     MacVirtualDisplay& operator=(const MacVirtualDisplay&) = delete;
-    DisplayID id() const override { return pv_virtual_display_id(handle_); }
+
+    DisplayID id() const override {
+        return [monitor_ respondsToSelector:@selector(displayID)] ? monitor_.displayID : 0;
+    }
 
   private:
-    void* const handle_;
+    Monitor monitor_;
 };
 
 }  // namespace
 
 std::unique_ptr<VirtualDisplay> MacVirtualDisplays::create(const VirtualDisplayRequest& request) {
-    std::vector<uint32_t> widths;
-    std::vector<uint32_t> heights;
-    for (const Size& mode : request.modes) {
-        widths.push_back(static_cast<uint32_t>(mode.width));
-        heights.push_back(static_cast<uint32_t>(mode.height));
+    @autoreleasepool {
+        const Classes classes;
+        if (!classes.areKnown()) return nullptr;
+        const id<QuillonDisplayDescriptor> descriptor = describe(classes, request);
+        if (descriptor == nil) return nullptr;
+        const Monitor monitor = [static_cast<Monitor>([classes.display alloc]) initWithDescriptor:descriptor];
+        if (monitor == nil || ![monitor applySettings:settingsFor(classes, request)]) return nullptr;
+        return std::make_unique<MacVirtualDisplay>(monitor);
     }
-    void* const handle = pv_virtual_display_create_sizes(
-        widths.data(), heights.data(), static_cast<int>(widths.size()), request.hiDPI ? 1 : 0,
-        static_cast<uint32_t>(request.maxPixels.width), static_cast<uint32_t>(request.maxPixels.height),
-        request.name.c_str(), request.refreshRate);
-    if (handle == nullptr) return nullptr;
-    return std::make_unique<MacVirtualDisplay>(handle);
+}
+
+std::unique_ptr<VirtualDisplays> makeVirtualDisplays() {
+    return std::make_unique<MacVirtualDisplays>();
 }
 
 }  // namespace quillon
