@@ -8,23 +8,41 @@
 
 #pragma clang assume_nonnull begin
 
-typedef NSString* NSAttributedStringKey;
-extern "C" NSAttributedStringKey const NSFontAttributeName;
-extern "C" NSAttributedStringKey const NSForegroundColorAttributeName;
+// --- text and drawing; any thread, each context one at a time
 
+typedef NSString* NSAttributedStringKey;
 typedef CGFloat NSFontWeight;
-extern "C" const NSFontWeight NSFontWeightMedium;
-extern "C" const NSFontWeight NSFontWeightBold;
+
+extern "C" {
+extern NSAttributedStringKey const NSFontAttributeName;
+extern NSAttributedStringKey const NSForegroundColorAttributeName;
+extern const NSFontWeight NSFontWeightMedium;
+extern const NSFontWeight NSFontWeightBold;
+}
+
+@interface NSString (Drawing)
+- (void)drawAtPoint:(NSPoint)point withAttributes:(nullable NSDictionary<NSAttributedStringKey, id>*)attributes;
+@end
 
 @interface NSFont : NSObject
+@property(class, readonly) CGFloat systemFontSize;
++ (NSFont*)systemFontOfSize:(CGFloat)size;
++ (NSFont*)boldSystemFontOfSize:(CGFloat)size;
 + (NSFont*)monospacedDigitSystemFontOfSize:(CGFloat)size weight:(NSFontWeight)weight;
 @end
 
 @interface NSColor : NSObject
+@property(class, readonly, strong) NSColor* labelColor;
+@property(class, readonly, strong) NSColor* secondaryLabelColor;
+@property(class, readonly, strong) NSColor* controlAccentColor API_AVAILABLE_MACOS(10.14);
+@property(class, readonly, strong) NSColor* systemGrayColor;
+@property(class, readonly, strong) NSColor* systemYellowColor;
+@property(class, readonly, strong) NSColor* systemGreenColor;
+@property(class, readonly, strong) NSColor* systemBlueColor;
+@property(class, readonly, strong) NSColor* systemRedColor;
 + (NSColor*)colorWithCalibratedRed:(CGFloat)red green:(CGFloat)green blue:(CGFloat)blue alpha:(CGFloat)alpha;
 @end
 
-// Any thread, each context one at a time.
 @interface NSGraphicsContext : NSObject
 @property(class, nullable, strong) NSGraphicsContext* currentContext;
 + (NSGraphicsContext*)graphicsContextWithCGContext:(CGContextRef)context flipped:(BOOL)flipped;
@@ -32,21 +50,250 @@ extern "C" const NSFontWeight NSFontWeightBold;
 + (void)restoreGraphicsState;
 @end
 
+@interface NSImage : NSObject
+- (void)setTemplate:(BOOL)isTemplate;
++ (nullable instancetype)imageWithSystemSymbolName:(NSString*)name
+                          accessibilityDescription:(nullable NSString*)description API_AVAILABLE_MACOS(11.0);
+@end
+
+// --- the application and others
+
 typedef enum : NSInteger {
     NSApplicationActivationPolicyRegular = 0,
     NSApplicationActivationPolicyAccessory = 1,
     NSApplicationActivationPolicyProhibited = 2,
 } NSApplicationActivationPolicy;
+typedef NSInteger NSModalResponse;
+enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };
 
+@class NSApplication;
+
+@protocol NSApplicationDelegate <NSObject>
+@optional
+- (void)applicationDidFinishLaunching:(NSNotification*)notification;
+- (void)applicationDidBecomeActive:(NSNotification*)notification;
+- (void)applicationWillTerminate:(NSNotification*)notification;
+- (BOOL)applicationShouldHandleReopen:(NSApplication*)sender hasVisibleWindows:(BOOL)hasVisibleWindows;
+@end
+
+@interface NSResponder : NSObject
+@end
+
+@interface NSApplication : NSResponder
+@property(class, readonly, strong) NSApplication* sharedApplication;
+@property(nullable, weak) id<NSApplicationDelegate> delegate;
+- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
+- (void)activate API_AVAILABLE_MACOS(14.0);
+- (void)run;
+- (void)terminate:(nullable id)sender;
+- (void)abortModal;
+@end
+
+extern "C" NSApplication* _Null_unspecified NSApp;
+
+// Any thread.
 @interface NSRunningApplication : NSObject
 @property(readonly) NSApplicationActivationPolicy activationPolicy;
 @property(readonly) pid_t processIdentifier;
++ (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
 @end
 
+// Any thread.
 @interface NSWorkspace : NSObject
 @property(class, readonly, strong) NSWorkspace* sharedWorkspace;
 @property(readonly, copy) NSArray<NSRunningApplication*>* runningApplications;
 - (BOOL)openURL:(NSURL*)url;
+@end
+
+// --- views and layout
+
+typedef NSString* NSUserInterfaceItemIdentifier;
+typedef float NSLayoutPriority;
+typedef enum : NSInteger { NSLayoutConstraintOrientationHorizontal = 0 } NSLayoutConstraintOrientation;
+typedef enum : NSInteger { NSUserInterfaceLayoutOrientationVertical = 1 } NSUserInterfaceLayoutOrientation;
+typedef enum : NSInteger { NSLayoutAttributeLeading = 5 } NSLayoutAttribute;
+typedef struct NSEdgeInsets {
+    CGFloat top;
+    CGFloat left;
+    CGFloat bottom;
+    CGFloat right;
+} NSEdgeInsets;
+inline NSEdgeInsets NSEdgeInsetsMake(CGFloat top, CGFloat left, CGFloat bottom, CGFloat right) {
+    return {top, left, bottom, right};
+}
+enum NSRectEdge : NSUInteger { NSRectEdgeMinY = 1 };
+
+@interface NSLayoutConstraint : NSObject
+@property(getter=isActive) BOOL active;
+@end
+
+@interface NSLayoutDimension : NSObject
+- (NSLayoutConstraint*)constraintEqualToConstant:(CGFloat)constant;
+- (NSLayoutConstraint*)constraintLessThanOrEqualToConstant:(CGFloat)constant;
+@end
+
+@class NSView;
+
+@interface NSWindow : NSResponder
+@property(nullable, readonly, weak) NSResponder* firstResponder;
+@property(nullable, weak) NSView* initialFirstResponder;
+- (BOOL)makeFirstResponder:(nullable NSResponder*)responder;
+- (void)makeKeyWindow;
+- (void)makeKeyAndOrderFront:(nullable id)sender;
+@end
+
+@interface NSView : NSResponder
+@property(nullable, readonly, unsafe_unretained) NSWindow* window;
+@property(copy) NSArray<NSView*>* subviews;
+@property NSRect bounds;
+@property(readonly) NSSize fittingSize;
+@property(readonly, strong) NSLayoutDimension* widthAnchor;
+@property(nullable, copy) NSString* toolTip;
+@property(nullable, copy) NSUserInterfaceItemIdentifier identifier;
+@property(nullable, copy) NSString* accessibilityLabel;
+@property(nullable, strong) id accessibilityValue;
+- (instancetype)initWithFrame:(NSRect)frame NS_DESIGNATED_INITIALIZER;
+- (void)removeFromSuperview;
+- (void)setContentHuggingPriority:(NSLayoutPriority)priority
+                   forOrientation:(NSLayoutConstraintOrientation)orientation;
+@end
+
+@interface NSStackView : NSView
+@property NSUserInterfaceLayoutOrientation orientation;
+@property NSLayoutAttribute alignment;
+@property CGFloat spacing;
+@property NSEdgeInsets edgeInsets;
+@property(readonly, copy) NSArray<NSView*>* arrangedSubviews;
++ (instancetype)stackViewWithViews:(NSArray<NSView*>*)views;
+- (void)addArrangedSubview:(NSView*)view;
+@end
+
+// --- controls
+
+typedef NSInteger NSControlStateValue;
+extern "C" const NSControlStateValue NSControlStateValueOn;
+extern "C" const NSControlStateValue NSControlStateValueOff;
+typedef enum : NSUInteger {
+    NSBezelStyleRounded = 1,
+    NSBezelStyleRegularSquare = 2,
+} NSBezelStyle;
+typedef enum : NSInteger { NSSegmentDistributionFillEqually = 2 } NSSegmentDistribution;
+
+@interface NSControl : NSView
+@property(nullable, weak) id target;
+@property(nullable) SEL action;
+@property NSInteger tag;
+@property(copy) NSString* stringValue;
+@property(nullable, strong) NSFont* font;
+@end
+
+@interface NSTextField : NSControl
+@property(nullable, copy) NSString* placeholderString;
+@property(nullable, copy) NSColor* textColor;
++ (instancetype)wrappingLabelWithString:(NSString*)text;
+@end
+
+@interface NSButton : NSControl
+@property(copy) NSString* title;
+@property(nullable, strong) NSImage* image;
+@property NSBezelStyle bezelStyle;
+@property(nullable, copy) NSColor* bezelColor;
++ (instancetype)buttonWithTitle:(NSString*)title target:(nullable id)target action:(nullable SEL)action;
+@end
+
+@interface NSSwitch : NSControl
+@property NSControlStateValue state;
+@end
+
+@interface NSSegmentedControl : NSControl
+@property NSInteger segmentCount;
+@property NSInteger selectedSegment;
+@property NSSegmentDistribution segmentDistribution;
+- (void)setLabel:(NSString*)label forSegment:(NSInteger)segment;
+- (void)setToolTip:(nullable NSString*)toolTip forSegment:(NSInteger)segment;
+@end
+
+@interface NSImageView : NSControl
++ (instancetype)imageViewWithImage:(NSImage*)image;
+@end
+
+// --- menus and the menu bar
+
+@class NSMenu;
+
+@protocol NSMenuDelegate <NSObject>
+@optional
+- (void)menuNeedsUpdate:(NSMenu*)menu;
+- (void)menuWillOpen:(NSMenu*)menu;
+- (void)menuDidClose:(NSMenu*)menu;
+@end
+
+@interface NSMenuItem : NSObject
+@property(nullable, strong) NSMenu* submenu;
+@property(nullable, weak) id target;
+@property(nullable) SEL action;
+@property NSInteger tag;
+@property NSControlStateValue state;
+@property(getter=isEnabled) BOOL enabled;
+@property(nullable, copy) NSString* toolTip;
++ (NSMenuItem*)separatorItem;
+- (instancetype)initWithTitle:(NSString*)title
+                       action:(nullable SEL)action
+                keyEquivalent:(NSString*)key NS_DESIGNATED_INITIALIZER;
+@end
+
+@interface NSMenu : NSObject
+@property(nullable, weak) id<NSMenuDelegate> delegate;
+@property BOOL autoenablesItems;
+- (void)addItem:(NSMenuItem*)item;
+- (void)removeAllItems;
+@end
+
+extern "C" const CGFloat NSVariableStatusItemLength;
+
+@interface NSStatusBarButton : NSButton
+@end
+
+@interface NSStatusItem : NSObject
+@property(nullable, readonly, strong) NSStatusBarButton* button;
+@property(nullable, strong) NSMenu* menu;
+@end
+
+@interface NSStatusBar : NSObject
+@property(class, readonly, strong) NSStatusBar* systemStatusBar;
+- (NSStatusItem*)statusItemWithLength:(CGFloat)length;
+- (void)removeStatusItem:(NSStatusItem*)item;
+@end
+
+// --- the popover and alerts
+
+@protocol NSPopoverDelegate <NSObject>
+@optional
+- (void)popoverDidClose:(NSNotification*)notification;
+@end
+
+typedef enum : NSInteger { NSPopoverBehaviorTransient = 1 } NSPopoverBehavior;
+
+@interface NSViewController : NSResponder
+@property(strong) NSView* view;
+@end
+
+@interface NSPopover : NSResponder
+@property(nullable, weak) id<NSPopoverDelegate> delegate;
+@property(nullable, strong) NSViewController* contentViewController;
+@property NSPopoverBehavior behavior;
+@property(readonly, getter=isShown) BOOL shown;
+- (void)showRelativeToRect:(NSRect)place ofView:(NSView*)view preferredEdge:(NSRectEdge)edge;
+- (void)close;
+@end
+
+@interface NSAlert : NSObject
+@property(copy) NSString* messageText;
+@property(copy) NSString* informativeText;
+@property(nullable, strong) NSView* accessoryView;
+@property(readonly, strong) NSWindow* window;
+- (NSButton*)addButtonWithTitle:(NSString*)title;
+- (NSModalResponse)runModal;
 @end
 
 #pragma clang assume_nonnull end

@@ -76,8 +76,6 @@ typedef struct {
 - (nullable instancetype)initWithBytes:(const void*)bytes length:(NSUInteger)length
                               encoding:(NSUInteger)encoding;
 - (BOOL)isEqualToString:(NSString*)other;
-- (NSSize)sizeWithAttributes:(nullable NSDictionary<NSString*, id>*)attributes;
-- (void)drawAtPoint:(NSPoint)point withAttributes:(nullable NSDictionary<NSString*, id>*)attributes;
 @end
 
 enum : NSUInteger { NSUTF8StringEncoding = 4 };
@@ -158,9 +156,8 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
-@property(readonly, copy) NSString* bundlePath;
+@property(readonly, copy) NSURL* bundleURL;
 @property(nullable, readonly, copy) NSString* bundleIdentifier;
-- (nullable id)objectForInfoDictionaryKey:(NSString*)key;
 @end
 
 @interface NSUserDefaults : NSObject

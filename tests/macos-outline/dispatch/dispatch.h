@@ -17,12 +17,16 @@
 @end
 @protocol OS_dispatch_group <OS_dispatch_object>
 @end
+@protocol OS_dispatch_source <OS_dispatch_object>
+@end
 
 typedef NSObject<OS_dispatch_queue>* dispatch_queue_t;
 typedef NSObject<OS_dispatch_queue>* dispatch_queue_global_t;
 typedef NSObject<OS_dispatch_queue_attr>* dispatch_queue_attr_t;
 typedef NSObject<OS_dispatch_semaphore>* dispatch_semaphore_t;
 typedef NSObject<OS_dispatch_group>* dispatch_group_t;
+typedef NSObject<OS_dispatch_source>* dispatch_source_t;
+typedef const struct dispatch_source_type_s* dispatch_source_type_t;
 typedef void (^dispatch_block_t)(void);
 typedef uint64_t dispatch_time_t;
 
@@ -44,6 +48,7 @@ dispatch_queue_attr_t dispatch_queue_attr_make_with_qos_class(dispatch_queue_att
                                                               dispatch_qos_class_t quality, int relative);
 dispatch_queue_t dispatch_queue_create(const char* _Nullable label,
                                        dispatch_queue_attr_t _Nullable attributes);
+dispatch_queue_t dispatch_get_main_queue(void);
 dispatch_queue_global_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags);
 void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
 void dispatch_sync(dispatch_queue_t queue, __attribute__((noescape)) dispatch_block_t block);
@@ -57,6 +62,12 @@ intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t
 dispatch_group_t dispatch_group_create(void);
 void dispatch_group_async(dispatch_group_t group, dispatch_queue_t queue, dispatch_block_t block);
 intptr_t dispatch_group_wait(dispatch_group_t group, dispatch_time_t timeout);
+
+extern const dispatch_source_type_t DISPATCH_SOURCE_TYPE_SIGNAL;
+dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
+                                         dispatch_queue_t _Nullable queue);
+void dispatch_source_set_event_handler(dispatch_source_t source, dispatch_block_t _Nullable handler);
+void dispatch_resume(NSObject<OS_dispatch_object>* object);
 
 }  // extern "C"
 

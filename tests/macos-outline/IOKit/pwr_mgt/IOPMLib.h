@@ -1,0 +1,19 @@
+#pragma once
+
+// Outline of IOKit's power management: the declarations that platform/macos/ calls. Any thread.
+
+#include <CoreFoundation/CoreFoundation.h>
+
+typedef int IOReturn;
+#define kIOReturnSuccess 0
+typedef uint32_t IOPMAssertionID;
+typedef uint32_t IOPMAssertionLevel;
+enum { kIOPMAssertionLevelOff = 0, kIOPMAssertionLevelOn = 255 };
+
+extern "C" {
+
+IOReturn IOPMAssertionCreateWithName(CFStringRef type, IOPMAssertionLevel level, CFStringRef name,
+                                     IOPMAssertionID* assertion);
+IOReturn IOPMAssertionRelease(IOPMAssertionID assertion);
+
+}  // extern "C"
