@@ -37,21 +37,21 @@ std::string escaped(const std::string& key) {
     return Text(g_uri_escape_string(key.c_str(), nullptr, false)).get();
 }
 
-KeyFile load(const fs::path& file) {
-    KeyFile settings(g_key_file_new());
+struct Loaded {
+    KeyFile settings;
+    Error damage;  ///< null when the file is sound, or not there
+};
+
+Loaded load(const fs::path& file) {
+    Loaded loaded{KeyFile(g_key_file_new()), nullptr};
     GError* failure = nullptr;
-    if (g_key_file_load_from_file(settings.get(), file.c_str(), G_KEY_FILE_KEEP_COMMENTS, &failure)) {
-        return settings;
-    }
-    const Error error(failure);
-    if (!g_error_matches(error.get(), G_FILE_ERROR, G_FILE_ERROR_NOENT)) {
-        const fs::path aside = file.string() + ".damaged";
-        std::error_code failed;
-        fs::rename(file, aside, failed);
-        Log::write(formatted("settings: cannot read %s (%s)%s", file.c_str(), error->message,
-                             failed ? "" : ", kept aside as .damaged"));
-    }
-    return KeyFile(g_key_file_new());
+    const bool sound =
+        g_key_file_load_from_file(loaded.settings.get(), file.c_str(), G_KEY_FILE_KEEP_COMMENTS, &failure);
+    if (sound) return loaded;
+    loaded.settings.reset(g_key_file_new());
+    loaded.damage.reset(failure);
+    if (g_error_matches(failure, G_FILE_ERROR, G_FILE_ERROR_NOENT)) loaded.damage.reset();
+    return loaded;
 }
 
 /// A new version of the file on its way. Whoever holds one is the only writer.
@@ -63,25 +63,35 @@ class Draft {
         do {
             close();
             descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+            openError_ = errno;
         } while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) == 0 && !isThePathsFile());
     }
-    ~Draft() { close(); }
+    ~Draft() {
+        if (descriptor_ >= 0 && !published_) unlink(path_.c_str());
+        close();
+    }
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
-    /// Makes `content` the file. False with `errno` when something fails; the old file stays then.
-    bool publish(std::string_view content) const {
-        if (descriptor_ < 0 || ftruncate(descriptor_, 0) != 0) return false;
+    /// Makes `content` the file. When something fails the old file stays, and `errno` tells why.
+    bool publish(std::string_view content) {
+        errno = openError_;
+        published_ = descriptor_ >= 0 && fill(content) && fsync(descriptor_) == 0 &&
+                     rename(path_.c_str(), file_.c_str()) == 0;
+        return published_;
+    }
+
+  private:
+    bool fill(std::string_view content) const {
+        if (ftruncate(descriptor_, 0) != 0) return false;
         while (!content.empty()) {
             const ssize_t written = ::write(descriptor_, content.data(), content.size());
             if (written < 0 && errno == EINTR) continue;
             if (written < 0) return false;
             content.remove_prefix(static_cast<size_t>(written));
         }
-        return fsync(descriptor_) == 0 && rename(path_.c_str(), file_.c_str()) == 0;
+        return true;
     }
-
-  private:
     /// While this program waited for the lock the one before may have renamed its draft away.
     bool isThePathsFile() const {
         struct stat mine {};
@@ -97,7 +107,31 @@ class Draft {
     const fs::path file_;
     const fs::path path_;
     int descriptor_ = -1;
+    int openError_ = 0;
+    bool published_ = false;
 };
+
+/// The settings, for whoever holds the draft: a file that cannot be read is out of the way afterwards.
+KeyFile loadOrSetAside(const fs::path& file, const Draft&, std::string& told) {
+    auto [settings, damage] = load(file);
+    if (!damage) return std::move(settings);
+    std::error_code failed;
+    fs::rename(file, file.string() + ".damaged", failed);
+    const std::string line = formatted("settings: cannot read %s (%s)%s", file.c_str(), damage->message,
+                                       failed ? "" : ", kept aside as .damaged");
+    if (told != line || !failed) Log::write(line);  // what stays as it is is told once
+    told = line;
+    return std::move(settings);
+}
+
+/// The settings, for readers, who need no lock: the file is replaced as a whole.
+KeyFile loadForReading(const fs::path& file, std::string& told) {
+    auto [settings, damage] = load(file);
+    if (!damage) return std::move(settings);
+    // Another program may have put things right meanwhile: looked at again when nobody else writes.
+    const Draft turn(file);
+    return loadOrSetAside(file, turn, told);
+}
 
 }  // namespace
 
@@ -108,12 +142,12 @@ fs::path KeyFileSettings::defaultFile() {
 }
 
 bool KeyFileSettings::contains(const std::string& key) {
-    const KeyFile settings = load(file_);
+    const KeyFile settings = loadForReading(file_, told_);
     return g_key_file_has_key(settings.get(), kGroup, escaped(key).c_str(), nullptr) != 0;
 }
 
 std::optional<std::string> KeyFileSettings::string(const std::string& key) {
-    const KeyFile settings = load(file_);
+    const KeyFile settings = loadForReading(file_, told_);
     const Text value(g_key_file_get_string(settings.get(), kGroup, escaped(key).c_str(), nullptr));
     return value ? std::optional<std::string>(value.get()) : std::nullopt;
 }
@@ -127,8 +161,8 @@ std::optional<bool> KeyFileSettings::boolean(const std::string& key) {
 }
 
 void KeyFileSettings::write(const std::vector<SettingsChange>& changes) {
-    const Draft draft(file_);
-    const KeyFile settings = load(file_);
+    Draft draft(file_);
+    const KeyFile settings = loadOrSetAside(file_, draft, told_);
     for (const SettingsChange& change : changes) {
         const std::string key = escaped(change.key);
         if (change.value) {

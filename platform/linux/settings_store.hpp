@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "platform/settings_store.hpp"
 
@@ -26,6 +27,7 @@ class KeyFileSettings : public SettingsStore {
 
   private:
     const std::filesystem::path file_;
+    std::string told_;  ///< the last complaint about the file
 };
 
 }  // namespace quillon

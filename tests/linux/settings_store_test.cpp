@@ -2,10 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 namespace quillon {
@@ -17,7 +23,16 @@ using testing::Optional;
 
 class SettingsStoreTest : public testing::Test {
   protected:
-    ~SettingsStoreTest() override { fs::remove_all(folder_); }
+    ~SettingsStoreTest() override {
+        fs::remove_all(folder_);
+        fs::remove_all(inMemory());
+    }
+
+    /// A folder whose writes are quick, where the system has such.
+    fs::path inMemory() const {
+        const fs::path memory = "/dev/shm";
+        return fs::is_directory(memory) ? memory / folder_.filename() : folder_;
+    }
 
     static fs::path newFolder() {
         std::string pattern = testing::TempDir() + "quillon-settings-XXXXXX";
@@ -114,6 +129,139 @@ TEST_F(SettingsStoreTest, AWriteThatFailsIsSilent) {
     std::ofstream(folder_ / "Quillon") << "a file in the folder's place";
     settings_.setString("a", "1");
     EXPECT_EQ(settings_.string("a"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, AComplaintThatChangesNothingIsMadeOnce) {
+    std::ofstream(folder_ / "Quillon") << "a file in the folder's place";
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(settings_.string("a"), std::nullopt);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+}
+
+TEST_F(SettingsStoreTest, AFolderInTheDraftsPlaceIsTold) {
+    settings_.setString("a", "1");
+    fs::create_directories(file().string() + ".new");
+    testing::internal::CaptureStderr();
+    settings_.setString("a", "2");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Is a directory"));
+    EXPECT_THAT(settings_.string("a"), Optional(std::string("1")));
+}
+
+TEST_F(SettingsStoreTest, ValuesHaveTheirTypes) {
+    settings_.write({{"text", std::string("x")}, {"number", int64_t{-5}}, {"truth", true}});
+    EXPECT_EQ(contentOf(file()), "[Settings]\ntext=x\nnumber=-5\ntruth=true\n");
+    EXPECT_THAT(settings_.integer("number"), Optional(-5));
+    EXPECT_THAT(settings_.boolean("truth"), Optional(true));
+    EXPECT_THAT(settings_.string("number"), Optional(std::string("-5")));
+    EXPECT_THAT(settings_.string("truth"), Optional(std::string("true")));
+    EXPECT_EQ(settings_.integer("text"), std::nullopt);
+    EXPECT_EQ(settings_.boolean("text"), std::nullopt);
+    EXPECT_EQ(settings_.boolean("number"), std::nullopt);
+    EXPECT_EQ(settings_.integer("absent"), std::nullopt);
+    EXPECT_EQ(settings_.boolean("absent"), std::nullopt);
+}
+
+TEST_F(SettingsStoreTest, WhatTheUserWroteByHandIsRead) {
+    writeFile("[Settings]\nmirror = TRUE\npreventSleep=no\nautoStart=1\nsmooth.usb= 3\n");
+    EXPECT_THAT(settings_.boolean("mirror"), Optional(true));
+    EXPECT_THAT(settings_.boolean("preventSleep"), Optional(false));
+    EXPECT_THAT(settings_.boolean("autoStart"), Optional(true));
+    EXPECT_THAT(settings_.integer("smooth.usb"), Optional(3));
+}
+
+TEST_F(SettingsStoreTest, PresenceDoesNotAskForSense) {
+    writeFile("[Settings]\nscaling=fi\xfft\nempty=\n");
+    EXPECT_TRUE(settings_.contains("scaling"));
+    EXPECT_EQ(settings_.string("scaling"), std::nullopt) << "no UTF-8";
+    EXPECT_TRUE(settings_.contains("empty"));
+    EXPECT_FALSE(settings_.contains("absent"));
+}
+
+TEST_F(SettingsStoreTest, ARemovedKeyIsAbsent) {
+    settings_.write({{"a", std::string("1")}, {"b", std::string("2")}});
+    settings_.write({{"a", std::nullopt}, {"b", std::string("3")}, {"never", std::nullopt}});
+    EXPECT_FALSE(settings_.contains("a"));
+    EXPECT_THAT(settings_.string("b"), Optional(std::string("3")));
+    settings_.remove("b");
+    EXPECT_FALSE(settings_.contains("b"));
+}
+
+TEST_F(SettingsStoreTest, BytesWithoutSenseAreKeptAside) {
+    const std::string garbage("\0\xff[Set\nx", 9);
+    writeFile(garbage);
+    EXPECT_FALSE(settings_.contains("x"));
+    EXPECT_EQ(contentOf(aside()), garbage);
+    EXPECT_EQ(std::distance(fs::directory_iterator(file().parent_path()), {}), 1) << "and no draft is left";
+}
+
+/// Writes growing numbers under two keys for ever, and a byte into `done` after each.
+[[noreturn]] void saveForEver(const fs::path& file, int done, int64_t number) {
+    for (KeyFileSettings settings(file);; ++number) {
+        settings.write({{"first", number}, {"second", number}});
+        if (write(done, "+", 1) != 1) _exit(1);
+    }
+}
+
+TEST_F(SettingsStoreTest, AKillAtAnyMomentLosesNothing) {
+    // In memory, so that the moments of a write lie close together.
+    const fs::path place = inMemory();
+    const fs::path file = place / "settings.ini";
+    KeyFileSettings settings(file);
+    settings.write({{"first", int64_t{0}}, {"second", int64_t{0}}, {"untouched", std::string("stays")}});
+
+    std::mt19937 random(20261121);
+    int64_t number = 0;
+    for (int kill_ = 0; kill_ < 1000; ++kill_) {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        const pid_t writer = fork();
+        if (writer == 0) saveForEver(file, ends[1], number + 1);
+        ASSERT_GT(writer, 0);
+        close(ends[1]);
+
+        int64_t done = 0;
+        char byte = 0;
+        for (auto wanted = random() % 3; wanted > 0 && read(ends[0], &byte, 1) == 1; --wanted) ++done;
+        for (volatile auto spin = random() % 20000; spin > 0;) spin = spin - 1;  // somewhere within the next
+        kill(writer, SIGKILL);
+        ASSERT_EQ(waitpid(writer, nullptr, 0), writer);
+        while (read(ends[0], &byte, 1) == 1) ++done;
+        close(ends[0]);
+
+        const auto first = settings.integer("first");
+        ASSERT_TRUE(first);
+        EXPECT_EQ(settings.integer("second"), first) << "written together";
+        EXPECT_GE(*first, number + done) << "what was stored stays stored";
+        EXPECT_LE(*first, number + done + 1);
+        EXPECT_EQ(settings.string("untouched"), "stays");
+        ASSERT_LE(std::distance(fs::directory_iterator(place), {}), 2) << "drafts do not pile up";
+        number = *first;
+    }
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+    settings.setString("untouched", "changed");
+    EXPECT_EQ(std::distance(fs::directory_iterator(place), {}), 1);
+}
+
+TEST_F(SettingsStoreTest, WritersOfSeveralProgramsLoseNothing) {
+    constexpr int kWriters = 4;
+    constexpr int kWrites = 50;
+    std::array<pid_t, kWriters> writers{};
+    for (size_t i = 0; i < writers.size(); ++i) {
+        writers[i] = fork();
+        if (writers[i] != 0) continue;
+        KeyFileSettings own(file());
+        for (int each = 0; each < kWrites; ++each) {
+            own.setInteger(std::to_string(i) + "." + std::to_string(each), each);
+        }
+        _exit(0);
+    }
+    for (const pid_t writer : writers) ASSERT_EQ(waitpid(writer, nullptr, 0), writer);
+    for (int i = 0; i < kWriters; ++i) {
+        for (int each = 0; each < kWrites; ++each) {
+            EXPECT_EQ(settings_.integer(std::to_string(i) + "." + std::to_string(each)), each);
+        }
+    }
 }
 
 TEST_F(SettingsStoreTest, WritingLeavesNoOtherFiles) {
