@@ -90,6 +90,8 @@ class Session : public std::enable_shared_from_this<Session> {
     const State& state() const { return state_; }
     const Config& config() const { return config_; }
     const std::string& activeTransport() const { return activeTransport_; }
+    /// The USB device of the open link; empty without one.
+    std::string connectedUDID() const { return link_ ? connectedUDID_ : std::string(); }
     bool isTransitioning() const { return transitioning_; }
     Scaling effectiveScaling() const { return effectiveScaling_; }
     int64_t inputCount() const { return messages_ ? messages_->inputCount() : 0; }
