@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/application_mode.hpp"
 #include "app/device_list_mode.hpp"
 #include "app/display_list_mode.hpp"
 #include "app/display_modes.hpp"
@@ -36,6 +37,12 @@ int listDisplays() {
     runHost(*platform, options);
     // At once: a service that hangs in the middle of a call would hold up the platform's destructor.
     std::_Exit(EXIT_SUCCESS);
+}
+
+[[noreturn]] void runTrayApplication(const std::vector<std::string>& arguments) {
+    const auto platform = makePlatform();
+    const int status = runApplication(*platform, {QUILLON_VERSION, arguments});
+    std::_Exit(status);  // as above
 }
 
 int refuse(std::string_view what) {
@@ -72,6 +79,8 @@ int run(const std::vector<std::string>& arguments) {
             return listDisplays();
         case Mode::cleanup:
             return runCleanup(*makePlatform());
+        case Mode::application:
+            runTrayApplication(arguments);
         case Mode::host:
             host(options);
         default:
