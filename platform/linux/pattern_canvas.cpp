@@ -1,14 +1,12 @@
 #include "platform/linux/pattern_canvas.hpp"
 
-#include <dlfcn.h>
-
 #include <chrono>
 #include <ctime>
 
 #include "base/log.hpp"
 #include "base/text.hpp"
+#include "platform/linux/module.hpp"
 #include "platform/linux/pattern/module.hpp"
-#include "platform/linux/program_files.hpp"
 
 namespace quillon {
 
@@ -17,17 +15,14 @@ namespace {
 using CanvasMaker = decltype(&quillonMakePatternCanvas);
 
 CanvasMaker loadCanvasMaker() {
-    const std::string file = supportFile("libquillon-pattern.so");
-    void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    void* const maker = module != nullptr ? dlsym(module, "quillonMakePatternCanvas") : nullptr;
-    if (maker == nullptr) Log::write(formatted("pattern: %s", dlerror()));
-    return reinterpret_cast<CanvasMaker>(maker);
+    const ModuleSymbol maker = loadFromModule("libquillon-pattern.so", "quillonMakePatternCanvas");
+    if (maker.address == nullptr) Log::write("pattern: " + maker.failure);
+    return reinterpret_cast<CanvasMaker>(maker.address);
 }
 
 }  // namespace
 
 std::unique_ptr<PatternCanvas> CairoPatternCanvases::make(int width, int height) {
-    // The module stays for the life of the process: pictures that it made may outlive everything else.
     static const CanvasMaker maker = loadCanvasMaker();
     return std::unique_ptr<PatternCanvas>(maker != nullptr ? maker(width, height) : nullptr);
 }
