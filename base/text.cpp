@@ -81,6 +81,24 @@ std::string repairedUtf8(ByteView bytes) {
     return text;
 }
 
+std::string onOneLine(std::string_view text) {
+    std::string line;
+    const std::string repaired = repairedUtf8(viewOf(text));
+    for (size_t i = 0; i < repaired.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(repaired[i]);
+        // U+0080 to U+009F, of two bytes each, are control characters too.
+        const bool isTwoByteControl = byte == 0xC2 && static_cast<unsigned char>(repaired[i + 1]) < 0xA0;
+        if (isTwoByteControl) {
+            line += formatted("\\x%02x", static_cast<unsigned char>(repaired[++i]));
+        } else if (byte < 0x20 || byte == 0x7F) {
+            line += formatted("\\x%02x", byte);
+        } else {
+            line += repaired[i];
+        }
+    }
+    return line;
+}
+
 std::string formatted(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

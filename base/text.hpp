@@ -23,6 +23,10 @@ std::optional<uint16_t> parsePort(std::string_view text);
 /// UTF-8 text from bytes of unknown origin: every invalid sequence becomes U+FFFD.
 std::string repairedUtf8(ByteView bytes);
 
+/// Text of unknown origin for one line of output: repaired, and control characters, which could end the line
+/// or command a terminal, as "\x0a".
+std::string onOneLine(std::string_view text);
+
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...);
 

@@ -54,6 +54,14 @@ TEST(TextTest, InvalidUtf8IsReplaced) {
     EXPECT_EQ(repairedUtf8(viewOf("\xF4\x90\x80\x80")), mark + mark + mark + mark);  // beyond Unicode
 }
 
+TEST(TextTest, ControlCharactersDoNotLeaveTheirLine) {
+    EXPECT_EQ(onOneLine("Anna's tablet, Größe 日本"), "Anna's tablet, Größe 日本");
+    EXPECT_EQ(onOneLine(std::string("a\nb\r\x1b[2Jc\0d\x7f", 12)), "a\\x0ab\\x0d\\x1b[2Jc\\x00d\\x7f");
+    EXPECT_EQ(onOneLine("\xC2\x9B\xC2\xA0"), "\\x9b\xC2\xA0");
+    EXPECT_EQ(onOneLine("\xC2"), "\xEF\xBF\xBD");
+    EXPECT_EQ(onOneLine(""), "");
+}
+
 TEST(TextTest, FormattingTakesAnyLength) {
     EXPECT_EQ(formatted("%s", ""), "");
     EXPECT_EQ(formatted("%d-%s", 7, "x"), "7-x");
