@@ -7,6 +7,7 @@
 
 #include "app/application_mode.hpp"
 #include "app/device_list_mode.hpp"
+#include "app/discovery_mode.hpp"
 #include "app/display_list_mode.hpp"
 #include "app/display_modes.hpp"
 #include "app/host_mode.hpp"
@@ -23,6 +24,13 @@ int listDevices() {
     const auto platform = makePlatform();
     USBLink link(platform->threads(), platform->sockets(), platform->usbMux());
     printDevices(link);
+    return EXIT_SUCCESS;
+}
+
+int discover(void (*print)(WiFiDiscovery&)) {
+    const auto platform = makePlatform();
+    WiFiDiscovery discovery(platform->mainLoop(), platform->serviceBrowser());
+    print(discovery);
     return EXIT_SUCCESS;
 }
 
@@ -75,6 +83,10 @@ int run(const std::vector<std::string>& arguments) {
             return runCycleTest(*makePlatform());
         case Mode::deviceList:
             return listDevices();
+        case Mode::discoverAll:
+            return discover(printAllEndpoints);
+        case Mode::discoverFirst:
+            return discover(printFirstEndpoint);
         case Mode::displayList:
             return listDisplays();
         case Mode::cleanup:

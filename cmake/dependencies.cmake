@@ -7,6 +7,7 @@ if(QUILLON_SYSTEM STREQUAL linux)
     xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-xinput xcb-xtest xcb-ewmh)
   pkg_check_modules(X264 REQUIRED IMPORTED_TARGET x264)
   pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo cairo)
+  pkg_check_modules(AVAHI REQUIRED IMPORTED_TARGET avahi-client)
   pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
   # libyuv comes without a pkg-config file.
   find_library(YUV_LIBRARY yuv REQUIRED)

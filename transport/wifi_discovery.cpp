@@ -77,7 +77,7 @@ void WiFiDiscovery::Finder::search(Duration timeout, const std::function<bool()>
     callbacks.onFound = [this](const std::string& name) { onFound(name); };
     callbacks.onResolved = [this](const ServiceBrowser::Service& service) { onResolved(service); };
     callbacks.onNotResolved = [](const std::string& name, const std::string& error) {
-        Log::write("discover: didNotResolve " + name + ": " + error);
+        Log::write("discover: didNotResolve " + onOneLine(name) + ": " + error);
     };
     callbacks.onNotSearching = [](const std::string& error) {
         Log::write("discover: didNotSearch " + error);
@@ -89,13 +89,13 @@ void WiFiDiscovery::Finder::search(Duration timeout, const std::function<bool()>
 }
 
 void WiFiDiscovery::Finder::onFound(const std::string& name) {
-    Log::write("discover: didFind " + name);
-    Log::write("discover: will resolve " + name);
+    Log::write("discover: didFind " + onOneLine(name));
+    Log::write("discover: will resolve " + onOneLine(name));
     search_->resolve(name, kResolveLimit);
 }
 
 void WiFiDiscovery::Finder::onResolved(const ServiceBrowser::Service& service) {
-    Log::write("discover: resolved " + service.name + " port=" + std::to_string(service.port) +
+    Log::write("discover: resolved " + onOneLine(service.name) + " port=" + std::to_string(service.port) +
                " addrs=" + std::to_string(service.addresses.size()));
     for (const auto& address : service.addresses) {
         Log::write("   addr family=" + std::to_string(address.family) + " " + address.host);
@@ -109,7 +109,8 @@ void WiFiDiscovery::Finder::onResolved(const ServiceBrowser::Service& service) {
     });
     if (!isKnown) found_.push_back(endpoint);
     if (!result_) result_ = endpoint;
-    Log::write("discovered " + endpoint.name + " at " + endpoint.host + ":" + std::to_string(endpoint.port));
+    Log::write("discovered " + onOneLine(endpoint.name) + " at " + endpoint.host + ":" +
+               std::to_string(endpoint.port));
 }
 
 /// The address that this machine most likely reaches: in a network of its own, else the first that is

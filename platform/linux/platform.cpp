@@ -1,6 +1,7 @@
 #include "platform/platform.hpp"
 
-#include "platform/linux/absent_services.hpp"
+#include "platform/linux/avahi_service_browser.hpp"
+#include "platform/linux/granted_permissions.hpp"
 #include "platform/linux/pattern_canvas.hpp"
 #include "platform/linux/run_loop.hpp"
 #include "platform/linux/settings_store.hpp"
@@ -46,7 +47,7 @@ class LinuxPlatform : public Platform {
     LinuxRunLoop loop_;
     PosixSockets sockets_;
     LibUsbMux usbMux_;
-    NoServiceBrowser serviceBrowser_;
+    AvahiServices serviceBrowser_;
     X11Displays displays_;
     X11VirtualDisplays virtualDisplays_;
     X11Capture capture_;

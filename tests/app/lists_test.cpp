@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include "app/device_list_mode.hpp"
+#include "app/discovery_mode.hpp"
 #include "app/display_list_mode.hpp"
 #include "platform/simulated/platform.hpp"
 
@@ -19,6 +21,21 @@ class ListsTest : public testing::Test {
         testing::internal::CaptureStdout();
         printDisplays(platform_.displays());
         return testing::internal::GetCapturedStdout();
+    }
+
+    std::string endpoints(void (*print)(WiFiDiscovery&)) {
+        WiFiDiscovery discovery(platform_.mainLoop(), platform_.serviceBrowser());
+        testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        print(discovery);
+        testing::internal::GetCapturedStderr();
+        return testing::internal::GetCapturedStdout();
+    }
+    void announce(const std::string& name, const std::string& host, const std::string& model,
+                  Duration resolvedAfter) {
+        ServiceBrowser::Service service{name, 5555, {{AF_INET, host}}, {}};
+        service.txt["model"] = Bytes(model.begin(), model.end());
+        platform_.services.services.push_back({std::move(service), 10ms, resolvedAfter});
     }
 
     simulated::SimulatedPlatform platform_;
@@ -53,6 +70,23 @@ TEST_F(ListsTest, DisplaysAreListedWithEverythingKnown) {
 TEST_F(ListsTest, NoDisplayIsSaidInWords) {
     platform_.screens.all.clear();
     EXPECT_EQ(displays(), "No active display: no display server can be reached, or it shows nothing.\n");
+}
+
+TEST_F(ListsTest, NothingDiscoveredIsSaid) {
+    EXPECT_EQ(endpoints(printFirstEndpoint),
+              "[discover] browsing for _paravane._tcp. for 5s\n"
+              "[discover] nothing found\n");
+    EXPECT_EQ(endpoints(printAllEndpoints), "[discover-all] 0: \n");
+}
+
+TEST_F(ListsTest, TheFirstDiscoveredOrAllAreOnOneLine) {
+    announce("late", "192.168.1.31", "Tablet13,8", 500ms);
+    announce("one\n\x1b[2J", "192.168.1.30", "", 100ms);
+    EXPECT_EQ(endpoints(printFirstEndpoint),
+              "[discover] browsing for _paravane._tcp. for 5s\n"
+              "[discover] FOUND one\\x0a\\x1b[2J at 192.168.1.30:5555\n");
+    EXPECT_EQ(endpoints(printAllEndpoints),
+              "[discover-all] 2: 192.168.1.30 5555 one\\x0a\\x1b[2J, 192.168.1.31 5555 late Tablet13,8\n");
 }
 
 }  // namespace

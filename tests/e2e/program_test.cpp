@@ -38,13 +38,17 @@ TEST(ProgramTest, SaysThatThereIsNoDisplay) {
     EXPECT_THAT(run.output(), StartsWith("No active display"));
 }
 
-TEST(ProgramTest, RefusesWhatThisBuildDoesNotOffer) {
-    for (const char* word : {"--discover-all", "--discover"}) {
-        auto run = program({word}, kOnlyErrors);
-        EXPECT_EQ(run.waitForEnd(), 1) << word;
-        EXPECT_THAT(run.output(), StartsWith("QuillonHost: this build does not offer ")) << word;
-        EXPECT_THAT(run.output(), EndsWith(std::string("(") + word + ")\n"));
-    }
+TEST(ProgramTest, WithoutAServiceDaemonNothingIsDiscovered) {
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    auto first = program({"--discover"}, kOnlyOutput);
+    auto all = program({"--discover-all", "--discover"}, kOnlyOutput);
+    auto errors = program({"--discover-all"}, kOnlyErrors);
+    EXPECT_EQ(first.waitForEnd(), 0);
+    EXPECT_EQ(first.output(), "[discover] browsing for _paravane._tcp. for 5s\n[discover] nothing found\n");
+    EXPECT_EQ(all.waitForEnd(), 0);
+    EXPECT_EQ(all.output(), "[discover-all] 0: \n");
+    EXPECT_EQ(errors.waitForEnd(), 0);
+    EXPECT_EQ(errors.output(), "[Quillon] discover: didNotSearch Daemon not running\n");
 }
 
 TEST(ProgramTest, WithoutADisplayServerTheDisplayModesSaySo) {

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "display/window_mover.hpp"
-#include "platform/linux/absent_services.hpp"
+#include "platform/linux/granted_permissions.hpp"
 #include "platform/linux/x11_displays.hpp"
 #include "tests/linux/x11_fixture.hpp"
 #include "tests/support/desktop_windows.hpp"

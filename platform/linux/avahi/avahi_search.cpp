@@ -1,0 +1,181 @@
+#include <avahi-common/error.h>
+
+#include <deque>
+#include <list>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/avahi/module.hpp"
+#include "platform/linux/avahi/resolution.hpp"
+
+namespace quillon::avahi {
+
+namespace {
+
+/// How long after the daemon was found absent, or went away, it is looked for again.
+constexpr Clock::duration kReconnect = std::chrono::milliseconds(500);
+/// Services of one search: more than any home has, and a bound on what a flood of them costs.
+constexpr size_t kMostServices = 256;
+
+/// A search through the Avahi daemon. What the daemon reports is only noted in its callbacks; `run` acts on
+/// it, so that the browser's user may do anything in a callback.
+class AvahiSearch : public ServiceBrowser::Search {
+  public:
+    AvahiSearch(const char* type, const char* domain, ServiceBrowser::Callbacks callbacks)
+        : type_(type), domain_(domain), callbacks_(std::move(callbacks)), poll_(avahi_simple_poll_new()) {}
+
+    void run(Duration slice) override;
+    void resolve(const std::string& name, Duration limit) override;
+
+  private:
+    void connect(Clock::time_point now);
+    void disconnect(int error, Clock::time_point now);
+    bool deliver(Clock::time_point now);
+    Clock::time_point nextDue() const;
+    void onService(AvahiBrowserEvent event, const char* name);
+    static void onBrowser(AvahiServiceBrowser*, AvahiIfIndex, AvahiProtocol, AvahiBrowserEvent event,
+                          const char* name, const char* type, const char* domain, AvahiLookupResultFlags,
+                          void* self);
+    static void onClient(AvahiClient* client, AvahiClientState state, void* self);
+
+    const std::string type_;
+    const std::string domain_;
+    const ServiceBrowser::Callbacks callbacks_;
+
+    Poll poll_;
+    Client client_;
+    Browser browser_;
+    std::list<Resolution> resolutions_;
+
+    Clock::time_point reconnect_{};
+    bool hasToldAbsence_ = false;
+    int failure_ = 0;                   ///< of the client, not yet acted upon
+    std::map<std::string, int> known_;  ///< on how many interfaces a service is
+    std::deque<std::string> found_;     ///< not yet told
+    size_t foundCount_ = 0;
+};
+
+void AvahiSearch::run(Duration slice) {
+    const auto end = Clock::now() + slice;
+    for (auto now = Clock::now();; now = Clock::now()) {
+        if (failure_ != 0) disconnect(std::exchange(failure_, 0), now);
+        if (!client_ && now >= reconnect_) connect(now);
+        if (deliver(now) || now >= end) return;
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(std::min(end, nextDue()) - now);
+        avahi_simple_poll_iterate(poll_.get(), static_cast<int>(std::max<int64_t>(0, wait.count())));
+    }
+}
+
+/// The moment at which something happens without the daemon's doing.
+Clock::time_point AvahiSearch::nextDue() const {
+    auto due = client_ ? Clock::time_point::max() : reconnect_;
+    for (const Resolution& each : resolutions_) due = std::min(due, each.due());
+    return due;
+}
+
+void AvahiSearch::connect(Clock::time_point now) {
+    int error = 0;
+    client_.reset(
+        avahi_client_new(avahi_simple_poll_get(poll_.get()), AvahiClientFlags{}, onClient, this, &error));
+    if (client_) {
+        browser_.reset(avahi_service_browser_new(client_.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC,
+                                                 type_.c_str(), domain_.c_str(), AvahiLookupFlags{},
+                                                 onBrowser, this));
+        if (!browser_) error = avahi_client_errno(client_.get());
+    }
+    if (browser_) {
+        hasToldAbsence_ = false;
+    } else {
+        disconnect(error, now);
+    }
+}
+
+/// The client is of no use any more: it goes, with everything that hung on it.
+void AvahiSearch::disconnect(int error, Clock::time_point now) {
+    const std::string reason = avahi_strerror(error);
+    reconnect_ = now + kReconnect;
+    std::vector<std::string> abandoned;
+    for (const Resolution& each : resolutions_) abandoned.push_back(each.name());
+    resolutions_.clear();
+    browser_.reset();
+    client_.reset();
+    known_.clear();
+    for (const std::string& name : abandoned) callbacks_.onNotResolved(name, reason);
+    if (!std::exchange(hasToldAbsence_, true)) callbacks_.onNotSearching(reason);
+}
+
+/// Tells what has come in. True when there was something.
+bool AvahiSearch::deliver(Clock::time_point now) {
+    bool delivered = false;
+    for (; !found_.empty(); delivered = true) {
+        const std::string name = std::move(found_.front());
+        found_.pop_front();
+        callbacks_.onFound(name);
+    }
+    for (auto each = resolutions_.begin(); each != resolutions_.end();) {
+        if (!each->hasEnded(now)) {
+            ++each;
+            continue;
+        }
+        std::list<Resolution> ended;
+        ended.splice(ended.begin(), resolutions_, each++);
+        if (const auto* service = ended.front().service()) {
+            callbacks_.onResolved(*service);
+        } else {
+            callbacks_.onNotResolved(ended.front().name(), ended.front().failure());
+        }
+        delivered = true;
+    }
+    return delivered;
+}
+
+void AvahiSearch::resolve(const std::string& name, Duration limit) {
+    if (client_) {
+        resolutions_.emplace_back(client_.get(), name, type_, domain_, limit);
+    } else {
+        callbacks_.onNotResolved(name, avahi_strerror(AVAHI_ERR_DISCONNECTED));
+    }
+}
+
+/// One service may be reported from several interfaces.
+void AvahiSearch::onService(AvahiBrowserEvent event, const char* name) {
+    if (event == AVAHI_BROWSER_NEW) {
+        const auto known = known_.find(name);
+        if (known != known_.end()) {
+            ++known->second;
+        } else if (foundCount_ < kMostServices) {
+            ++foundCount_;
+            known_.emplace(name, 1);
+            found_.emplace_back(name);
+        }
+    } else if (event == AVAHI_BROWSER_REMOVE) {
+        const auto known = known_.find(name);
+        if (known != known_.end() && --known->second == 0) known_.erase(known);
+    }
+}
+
+void AvahiSearch::onBrowser(AvahiServiceBrowser* browser, AvahiIfIndex, AvahiProtocol,
+                            AvahiBrowserEvent event, const char* name, const char*, const char*,
+                            AvahiLookupResultFlags, void* self) {
+    auto* const search = static_cast<AvahiSearch*>(self);
+    if (event == AVAHI_BROWSER_FAILURE) {
+        search->failure_ = avahi_client_errno(avahi_service_browser_get_client(browser));
+    } else if (name != nullptr) {
+        search->onService(event, name);
+    }
+}
+
+void AvahiSearch::onClient(AvahiClient* client, AvahiClientState state, void* self) {
+    if (state == AVAHI_CLIENT_FAILURE) static_cast<AvahiSearch*>(self)->failure_ = avahi_client_errno(client);
+}
+
+}  // namespace
+
+}  // namespace quillon::avahi
+
+quillon::ServiceBrowser::Search* quillonMakeAvahiSearch(const char* type, const char* domain,
+                                                        quillon::ServiceBrowser::Callbacks callbacks) {
+    return new quillon::avahi::AvahiSearch(type, domain, std::move(callbacks));
+}

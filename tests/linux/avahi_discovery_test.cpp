@@ -1,0 +1,263 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "platform/linux/avahi_service_browser.hpp"
+#include "platform/linux/run_loop.hpp"
+#include "tests/support/avahi_daemon.hpp"
+#include "transport/wifi_discovery.hpp"
+
+namespace quillon {
+namespace {
+
+using testing::AnnouncedServices;
+using testing::AvahiDaemon;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::ServiceDescription;
+using ::testing::SizeIs;
+using Endpoint = WiFiDiscovery::Endpoint;
+
+/// Avahi's services, on a machine whose interfaces the test chooses.
+class ServicesSeenFrom : public AvahiServices {
+  public:
+    std::vector<std::string> interfaceAddresses() override { return interfaces; }
+    std::vector<std::string> interfaces{"192.168.1.20"};
+};
+
+class AvahiDiscoveryTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (const std::string missing = AvahiDaemon::missing(); !missing.empty()) GTEST_SKIP() << missing;
+    }
+    void start() { ASSERT_TRUE(daemon.start()) << daemon.output(); }
+
+    void announce(const std::vector<ServiceDescription>& services) {
+        announced.push_back(AnnouncedServices::announce(services));
+        ASSERT_TRUE(announced.back()) << daemon.output();
+    }
+    /// A service on a host of its own.
+    ServiceDescription at(const std::string& name, std::vector<std::string> addresses,
+                          std::vector<std::string> txt = {}) {
+        return {name, 5555, "host-" + std::to_string(++hosts) + ".local", std::move(addresses),
+                std::move(txt)};
+    }
+
+    /// Runs `search`; its log goes into `log`.
+    template <typename Search>
+    auto logging(const Search& search) {
+        ::testing::internal::CaptureStderr();
+        auto result = search();
+        log = ::testing::internal::GetCapturedStderr();
+        return result;
+    }
+    double seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    }
+    void startTheClock() { begin = std::chrono::steady_clock::now(); }
+    int logged(const std::string& text) const {
+        int count = 0;
+        for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+        return count;
+    }
+
+    AvahiDaemon daemon;
+    std::vector<std::unique_ptr<AnnouncedServices>> announced;
+    int hosts = 0;
+    LinuxRunLoop loop;
+    ServicesSeenFrom machine;
+    WiFiDiscovery discovery{loop, machine};
+    std::string log;
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+};
+
+TEST_F(AvahiDiscoveryTest, FindsAServiceSoon) {
+    start();
+    announce({at("Anna's tablet", {"192.168.1.30"}, {"model=Tablet13,8"})});
+    startTheClock();
+    const auto found = logging([&] { return discovery.discover(5s); });
+    EXPECT_EQ(found, (Endpoint{"192.168.1.30", 5555, "Anna's tablet", "Tablet13,8"}));
+    EXPECT_LT(seconds(), 2);
+    EXPECT_EQ(log,
+              "[Quillon] discover: didFind Anna's tablet\n"
+              "[Quillon] discover: will resolve Anna's tablet\n"
+              "[Quillon] discover: resolved Anna's tablet port=5555 addrs=1\n"
+              "[Quillon]    addr family=2 192.168.1.30\n"
+              "[Quillon] discovered Anna's tablet at 192.168.1.30:5555\n");
+}
+
+TEST_F(AvahiDiscoveryTest, AllServicesAreFoundAndTheWholeTimeIsTaken) {
+    start();
+    announce({at("one", {"192.168.1.30"}), at("two", {"192.168.1.31"})});
+    startTheClock();
+    auto found = logging([&] { return discovery.discoverAll(2s); });
+    EXPECT_NEAR(seconds(), 2, 0.2);
+    std::ranges::sort(found, {}, &Endpoint::name);
+    EXPECT_THAT(found, ElementsAre(Endpoint{"192.168.1.30", 5555, "one", std::nullopt},
+                                   Endpoint{"192.168.1.31", 5555, "two", std::nullopt}));
+}
+
+TEST_F(AvahiDiscoveryTest, AllAddressesAreKnownAndTheBestIsChosen) {
+    start();
+    announce({at("tablet", {"169.254.3.4", "10.9.9.9", "192.168.1.30"})});
+    EXPECT_EQ(logging([&] { return discovery.discover(5s); })->host, "192.168.1.30");
+    EXPECT_THAT(log, HasSubstr("port=5555 addrs=3\n"));
+}
+
+TEST_F(AvahiDiscoveryTest, WithoutANetworkInCommonAnAddressThatIsNotLinkLocalIsChosen) {
+    start();
+    machine.interfaces = {"10.0.0.5"};
+    announce({at("tablet", {"169.254.3.4", "192.168.1.30"})});
+    EXPECT_EQ(logging([&] { return discovery.discover(5s); })->host, "192.168.1.30");
+}
+
+TEST_F(AvahiDiscoveryTest, ALinkLocalAddressIsBetterThanNone) {
+    start();
+    announce({at("tablet", {"169.254.3.4"})});
+    EXPECT_EQ(logging([&] { return discovery.discover(5s); })->host, "169.254.3.4");
+}
+
+TEST_F(AvahiDiscoveryTest, AServiceWithoutAnAddressOrAPortIsLeftOut) {
+    start();
+    announce({{"nowhere", 5555, "nowhere.local", {}, {}},
+              {"portless", 0, "portless.local", {"192.168.1.30"}, {}}});
+    EXPECT_THAT(logging([&] { return discovery.discoverAll(5s); }), IsEmpty());
+    EXPECT_THAT(log, HasSubstr("discover: resolved portless port=0 addrs=1\n"));
+    EXPECT_THAT(log, HasSubstr("discover: resolved nowhere port=5555 addrs=0\n"));
+}
+
+TEST_F(AvahiDiscoveryTest, AnEmptyOrBrokenModelIsNone) {
+    start();
+    announce({at("empty", {"192.168.1.30"}, {"model="}), at("bare", {"192.168.1.31"}, {"model"}),
+              at("broken", {"192.168.1.32"}, {"model=\xFF\xFE"}),
+              at("upper", {"192.168.1.33"}, {"MODEL=Tablet", "model=second"}),
+              at("odd", {"192.168.1.34"}, {std::string("\0\n=", 3), "=x", "model=T\xC3\xA4"})});
+    auto found = logging([&] { return discovery.discoverAll(3s); });
+    std::ranges::sort(found, {}, &Endpoint::host);
+    ASSERT_THAT(found, SizeIs(5));
+    for (size_t i = 0; i < 3; ++i) EXPECT_EQ(found[i].model, std::nullopt) << found[i].name;
+    EXPECT_EQ(found[3].model, "Tablet");
+    EXPECT_EQ(found[4].model, "T\xC3\xA4");
+}
+
+TEST_F(AvahiDiscoveryTest, NamesMayHoldAnything) {
+    start();
+    const std::vector<std::string> names{"a.b\\c d",           "Größe 日本 🎈",        "two\nlines\x1b[2J",
+                                         std::string(63, 'x'), "\x01\x02 \"quoted\"", "-"};
+    std::vector<ServiceDescription> services;
+    for (const std::string& name : names) services.push_back(at(name, {"192.168.1.30"}));
+    announce(services);
+    const auto found = logging([&] { return discovery.discoverAll(3s); });
+    std::set<std::string> seen;
+    for (const Endpoint& each : found) seen.insert(each.name);
+    EXPECT_EQ(seen, std::set<std::string>(names.begin(), names.end()));
+    EXPECT_THAT(log, HasSubstr("discover: didFind two\\x0alines\\x1b[2J\n"));
+    EXPECT_EQ(log.find("\nlines"), std::string::npos);
+}
+
+TEST_F(AvahiDiscoveryTest, AServiceThatComesDuringTheSearchIsFound) {
+    start();
+    std::thread later([this] {
+        std::this_thread::sleep_for(700ms);  // the search has begun; nothing depends on how long ago
+        announce({at("late", {"192.168.1.30"})});
+    });
+    const auto found = logging([&] { return discovery.discover(10s); });
+    later.join();
+    EXPECT_EQ(found, (Endpoint{"192.168.1.30", 5555, "late", std::nullopt}));
+}
+
+TEST_F(AvahiDiscoveryTest, WithoutABusItSaysSoAndTakesItsTime) {
+    startTheClock();
+    EXPECT_EQ(logging([&] { return discovery.discover(2s); }), std::nullopt);
+    EXPECT_NEAR(seconds(), 2, 0.2);
+    EXPECT_EQ(log, "[Quillon] discover: didNotSearch Daemon not running\n");
+}
+
+TEST_F(AvahiDiscoveryTest, WithoutADaemonItSaysSoAndTakesItsTime) {
+    ASSERT_TRUE(daemon.startBus());
+    startTheClock();
+    EXPECT_THAT(logging([&] { return discovery.discoverAll(2s); }), IsEmpty());
+    EXPECT_NEAR(seconds(), 2, 0.2);
+    EXPECT_EQ(log, "[Quillon] discover: didNotSearch Daemon not running\n");
+}
+
+TEST_F(AvahiDiscoveryTest, ADaemonThatComesDuringTheSearchIsUsed) {
+    std::thread later([this] {
+        start();
+        announce({at("tablet", {"192.168.1.30"})});
+    });
+    const auto found = logging([&] { return discovery.discover(20s); });
+    later.join();
+    EXPECT_EQ(found, (Endpoint{"192.168.1.30", 5555, "tablet", std::nullopt}));
+    EXPECT_EQ(logged("didNotSearch"), 1);
+}
+
+TEST_F(AvahiDiscoveryTest, ADaemonThatDiesIsReportedAndItsSuccessorUsed) {
+    start();
+    announce({at("before", {"192.168.1.30"})});
+    std::thread meanwhile([this] {
+        std::this_thread::sleep_for(1s);  // whatever the search is doing then
+        daemon.killDaemon();
+        announced.clear();
+        ASSERT_TRUE(daemon.startDaemon()) << daemon.output();
+        announce({at("after", {"192.168.1.31"})});
+    });
+    const auto found = logging([&] { return discovery.discoverAll(8s); });
+    meanwhile.join();
+    EXPECT_THAT(found, ElementsAre(Endpoint{"192.168.1.30", 5555, "before", std::nullopt},
+                                   Endpoint{"192.168.1.31", 5555, "after", std::nullopt}));
+    EXPECT_EQ(logged("discover: didNotSearch Daemon connection failed"), 1);
+}
+
+TEST_F(AvahiDiscoveryTest, ABusThatDiesLeavesTheSearchToItsTime) {
+    start();
+    std::thread meanwhile([this] {
+        std::this_thread::sleep_for(500ms);
+        daemon.killBus();
+    });
+    startTheClock();
+    EXPECT_THAT(logging([&] { return discovery.discoverAll(3s); }), IsEmpty());
+    EXPECT_NEAR(seconds(), 3, 0.3);
+    meanwhile.join();
+    EXPECT_EQ(logged("didNotSearch"), 1);
+}
+
+TEST_F(AvahiDiscoveryTest, AFloodOfServicesIsBounded) {
+    start();
+    std::vector<ServiceDescription> flood;
+    for (int i = 0; i < 400; ++i) {
+        flood.push_back({"flood " + std::to_string(i) + "\xC3\xA4\n",
+                         static_cast<uint16_t>(i),
+                         "",
+                         {},
+                         {"model=" + std::string(200, 'm'), std::string(250, '\xFF')}});
+    }
+    announce(flood);
+    startTheClock();
+    const auto found = logging([&] { return discovery.discoverAll(4s); });
+    EXPECT_NEAR(seconds(), 4, 0.5);
+    EXPECT_GT(found.size(), 100u);
+    EXPECT_LE(found.size(), 256u);
+    EXPECT_LE(logged("didFind"), 256);
+}
+
+TEST_F(AvahiDiscoveryTest, SearchesRunSideBySide) {
+    start();
+    announce({at("tablet", {"192.168.1.30"})});
+    ::testing::internal::CaptureStderr();
+    std::optional<Endpoint> other;
+    std::thread beside([&] { other = discovery.discover(5s); });
+    const auto found = discovery.discover(5s);
+    beside.join();
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(found);
+    EXPECT_EQ(found, other);
+}
+
+}  // namespace
+}  // namespace quillon
