@@ -45,16 +45,14 @@ pid_t spawned(const std::string& program, const std::string& argument) {
 
 }  // namespace
 
-bool startDisplayGuardian(xcb_window_t window) {
-    const pid_t process = spawned(supportFile("quillon-display-guardian"), std::to_string(window));
-    if (process < 0) return false;
+GuardianStart::GuardianStart(xcb_window_t window)
+    : launcher_(spawned(supportFile("quillon-display-guardian"), std::to_string(window))) {}
+
+GuardianStart::~GuardianStart() {
+    if (launcher_ < 0) return;
     // It leaves at once and lets a child of its own do the work, so that no ended process ever waits for us.
-    int status = 0;
-    pid_t ended = 0;
-    do {
-        ended = waitpid(process, &status, 0);
-    } while (ended < 0 && errno == EINTR);
-    return ended == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    while (waitpid(launcher_, nullptr, 0) < 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace quillon

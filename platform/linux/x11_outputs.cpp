@@ -84,9 +84,13 @@ X11Desktop readDesktop(const X11Connection& connection) {
     return screen ? desktopOf(*screen) : X11Desktop{};
 }
 
+bool isWaylandBridge(const X11Screen& screen) {
+    return !screen.outputs.empty() && screen.outputs.front().name.starts_with("XWAYLAND");
+}
+
 bool isWaylandBridge(const X11Connection& connection) {
     const auto screen = readScreen(connection);
-    return screen && !screen->outputs.empty() && screen->outputs.front().name.starts_with("XWAYLAND");
+    return screen && isWaylandBridge(*screen);
 }
 
 void watchDisplayChanges(const X11Connection& connection) {

@@ -39,6 +39,7 @@ X11Desktop desktopOf(const X11Screen& screen);
 
 /// Is the server only a bridge into a Wayland session (Xwayland)? Its root window shows nothing then. It is
 /// told by the names that it gives its outputs.
+bool isWaylandBridge(const X11Screen& screen);
 bool isWaylandBridge(const X11Connection& connection);
 
 /// The desktop as it is now, at the price of a question to the server only after it changed.

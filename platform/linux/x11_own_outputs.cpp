@@ -15,10 +15,12 @@ namespace {
 constexpr std::string_view kModePrefix = "quillon-";
 constexpr std::string_view kMark = "_QUILLON_DISPLAY";
 
-xcb_atom_t atomNamed(const X11Connection& connection, std::string_view name) {
-    xcb_connection_t* c = connection.get();
-    const auto cookie = xcb_intern_atom(c, 0, static_cast<uint16_t>(name.size()), name.data());
-    const auto reply = owned(xcb_intern_atom_reply(c, cookie, nullptr));
+xcb_intern_atom_cookie_t askForAtom(const X11Connection& connection, std::string_view name) {
+    return xcb_intern_atom(connection.get(), 0, static_cast<uint16_t>(name.size()), name.data());
+}
+
+xcb_atom_t answered(const X11Connection& connection, xcb_intern_atom_cookie_t cookie) {
+    const auto reply = owned(xcb_intern_atom_reply(connection.get(), cookie, nullptr));
     return reply ? reply->atom : XCB_NONE;
 }
 
@@ -26,9 +28,10 @@ std::string modePrefix(uint32_t output) {
     return std::string(kModePrefix) + std::to_string(output) + "-";
 }
 
-/// Waits for a request whose failure changes nothing.
-void settle(const X11Connection& connection, xcb_void_cookie_t cookie) {
-    owned(xcb_request_check(connection.get(), cookie));
+/// Returns when the server has done all that was asked of it. What is on its way to the server when a
+/// connection is closed may be lost.
+void finish(const X11Connection& connection) {
+    owned(xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()), nullptr));
 }
 
 }  // namespace
@@ -70,20 +73,23 @@ std::vector<uint32_t> ownOutputs(const X11Screen& screen) {
     return outputs;
 }
 
-X11OwnOutputs::X11OwnOutputs(const X11Connection& connection)
-    : connection_(connection),
-      edid_(atomNamed(connection, "EDID")),
-      mark_(atomNamed(connection, kMark)),
-      width_(atomNamed(connection, "WIDTH_MM")),
-      height_(atomNamed(connection, "HEIGHT_MM")) {}
+X11OwnOutputs::X11OwnOutputs(const X11Connection& connection) : connection_(connection) {
+    const auto edid = askForAtom(connection, "EDID");
+    const auto mark = askForAtom(connection, kMark);
+    const auto width = askForAtom(connection, "WIDTH_MM");
+    const auto height = askForAtom(connection, "HEIGHT_MM");
+    edid_ = answered(connection, edid);
+    mark_ = answered(connection, mark);
+    width_ = answered(connection, width);
+    height_ = answered(connection, height);
+}
 
 xcb_atom_t X11OwnOutputs::selection(uint32_t output) const {
-    return atomNamed(connection_, std::string(kMark) + "_" + std::to_string(output));
+    return answered(connection_, askForAtom(connection_, std::string(kMark) + "_" + std::to_string(output)));
 }
 
 void X11OwnOutputs::hold(uint32_t output, xcb_window_t window) const {
-    settle(connection_,
-           xcb_set_selection_owner_checked(connection_.get(), window, selection(output), XCB_CURRENT_TIME));
+    xcb_set_selection_owner(connection_.get(), window, selection(output), XCB_CURRENT_TIME);
 }
 
 bool X11OwnOutputs::isHeld(uint32_t output) const {
@@ -92,11 +98,20 @@ bool X11OwnOutputs::isHeld(uint32_t output) const {
     return reply && reply->owner != XCB_NONE;
 }
 
-bool X11OwnOutputs::hasEdid(uint32_t output) const {
-    const auto cookie = xcb_randr_get_output_property(connection_.get(), output, edid_,
-                                                      XCB_GET_PROPERTY_TYPE_ANY, 0, 0, 0, 0);
-    const auto reply = owned(xcb_randr_get_output_property_reply(connection_.get(), cookie, nullptr));
-    return reply && reply->bytes_after > 0;
+std::vector<bool> X11OwnOutputs::haveEdid(std::span<const X11Screen::Output> outputs) const {
+    std::vector<xcb_randr_get_output_property_cookie_t> cookies;
+    cookies.reserve(outputs.size());
+    for (const X11Screen::Output& output : outputs) {
+        cookies.push_back(xcb_randr_get_output_property(connection_.get(), output.id, edid_,
+                                                        XCB_GET_PROPERTY_TYPE_ANY, 0, 0, 0, 0));
+    }
+    std::vector<bool> answers;
+    answers.reserve(outputs.size());
+    for (const auto cookie : cookies) {
+        const auto reply = owned(xcb_randr_get_output_property_reply(connection_.get(), cookie, nullptr));
+        answers.push_back(reply && reply->bytes_after > 0);
+    }
+    return answers;
 }
 
 std::optional<uint32_t> X11OwnOutputs::number(uint32_t output, xcb_atom_t property) const {
@@ -110,9 +125,8 @@ std::optional<uint32_t> X11OwnOutputs::number(uint32_t output, xcb_atom_t proper
 }
 
 void X11OwnOutputs::setNumber(uint32_t output, xcb_atom_t property, uint32_t value) const {
-    settle(connection_,
-           xcb_randr_change_output_property_checked(connection_.get(), output, property, XCB_ATOM_INTEGER, 32,
-                                                    XCB_PROP_MODE_REPLACE, 1, &value));
+    xcb_randr_change_output_property(connection_.get(), output, property, XCB_ATOM_INTEGER, 32,
+                                     XCB_PROP_MODE_REPLACE, 1, &value);
 }
 
 void X11OwnOutputs::declare(uint32_t output, const X11Screen& now, const Edid& edid, Size millimetres) const {
@@ -127,12 +141,10 @@ void X11OwnOutputs::declare(uint32_t output, const X11Screen& now, const Edid& e
     before[6] = across.value_or(0);
     before[7] = down.value_or(0);
     xcb_connection_t* c = connection_.get();
-    settle(connection_, xcb_randr_change_output_property_checked(
-                            c, output, mark_, XCB_ATOM_CARDINAL, 32, XCB_PROP_MODE_REPLACE,
-                            static_cast<uint32_t>(before.size()), before.data()));
-    settle(connection_, xcb_randr_change_output_property_checked(
-                            c, output, edid_, XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
-                            static_cast<uint32_t>(edid.size()), edid.data()));
+    xcb_randr_change_output_property(c, output, mark_, XCB_ATOM_CARDINAL, 32, XCB_PROP_MODE_REPLACE,
+                                     static_cast<uint32_t>(before.size()), before.data());
+    xcb_randr_change_output_property(c, output, edid_, XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
+                                     static_cast<uint32_t>(edid.size()), edid.data());
     if (across) setNumber(output, width_, static_cast<uint32_t>(millimetres.width));
     if (down) setNumber(output, height_, static_cast<uint32_t>(millimetres.height));
 }
@@ -169,21 +181,22 @@ void X11OwnOutputs::takeBack(uint32_t output) const {
     if (former) {
         if (number(output, width_)) setNumber(output, width_, former->outputMillimetresAcross);
         if (number(output, height_)) setNumber(output, height_, former->outputMillimetresDown);
-        settle(connection_, xcb_randr_delete_output_property_checked(c, output, edid_));
-        settle(connection_, xcb_randr_delete_output_property_checked(c, output, mark_));
+        xcb_randr_delete_output_property(c, output, edid_);
+        xcb_randr_delete_output_property(c, output, mark_);
     }
     for (const X11Screen::Mode& mode : screen->modes) {
         if (!isOwnMode(mode, output)) continue;
-        settle(connection_, xcb_randr_delete_output_mode_checked(c, output, mode.id));
-        settle(connection_, xcb_randr_destroy_mode_checked(c, mode.id));
+        xcb_randr_delete_output_mode(c, output, mode.id);
+        xcb_randr_destroy_mode(c, mode.id);
     }
+    finish(connection_);
 }
 
-void removeLeftovers(const X11Connection& connection) {
-    const auto screen = readScreen(connection);
-    if (!screen) return;
+void removeLeftovers(const X11Connection& connection, const X11Screen& screen) {
+    const std::vector<uint32_t> outputs = ownOutputs(screen);
+    if (outputs.empty()) return;
     const X11OwnOutputs own(connection);
-    for (const uint32_t output : ownOutputs(*screen)) {
+    for (const uint32_t output : outputs) {
         if (own.isHeld(output)) continue;
         const ServerGrab grab(connection);
         // Another one may have taken it in this moment.

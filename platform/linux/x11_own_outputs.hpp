@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,8 @@ class X11OwnOutputs {
     void release(uint32_t output) const { hold(output, XCB_NONE); }
     bool isHeld(uint32_t output) const;
 
-    bool hasEdid(uint32_t output) const;
+    /// For each of the outputs: has a monitor said what it is?
+    std::vector<bool> haveEdid(std::span<const X11Screen::Output> outputs) const;
 
     /// Remembers on the output how the screen is now, and tells what monitor it is from now on.
     void declare(uint32_t output, const X11Screen& now, const Edid& edid, Size millimetres) const;
@@ -60,7 +62,7 @@ class X11OwnOutputs {
     xcb_atom_t height_ = 0;
 };
 
-/// Takes back every virtual display that nobody holds.
-void removeLeftovers(const X11Connection& connection);
+/// Takes back every virtual display of this screen that nobody holds.
+void removeLeftovers(const X11Connection& connection, const X11Screen& screen);
 
 }  // namespace quillon

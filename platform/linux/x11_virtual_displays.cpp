@@ -42,14 +42,14 @@ Edid edidFor(const VirtualDisplayRequest& request, const VideoTiming& preferred)
 
 /// The outputs that can become a virtual display, the most suitable first.
 std::vector<X11Screen::Output> spareOutputs(const X11OwnOutputs& own, const X11Screen& screen) {
+    const std::vector<bool> haveEdid = own.haveEdid(screen.outputs);
     std::vector<std::pair<SpareRank, X11Screen::Output>> spare;
-    for (const X11Screen::Output& output : screen.outputs) {
-        OutputFacts facts{output.name, screen.layout.crtcOf(output.id) != nullptr, output.connected};
-        facts.hasFreeCrtc = screen.layout.freeCrtc(output.crtcs) != nullptr;
-        facts.hasEdid = !facts.isOn && own.hasEdid(output.id);
-        if (const auto rank = spareRank(facts); rank && !own.isHeld(output.id)) {
-            spare.emplace_back(*rank, output);
-        }
+    for (size_t i = 0; i < screen.outputs.size(); ++i) {
+        const X11Screen::Output& output = screen.outputs[i];
+        const bool isOn = screen.layout.crtcOf(output.id) != nullptr;
+        const bool hasFreeCrtc = screen.layout.freeCrtc(output.crtcs) != nullptr;
+        const auto rank = spareRank({output.name, isOn, output.connected, haveEdid[i], hasFreeCrtc});
+        if (rank) spare.emplace_back(*rank, output);
     }
     std::ranges::stable_sort(spare, {}, [](const auto& each) { return each.first; });
     std::vector<X11Screen::Output> outputs;
@@ -57,10 +57,8 @@ std::vector<X11Screen::Output> spareOutputs(const X11OwnOutputs& own, const X11S
     return outputs;
 }
 
-/// A mode of our own on the output; nothing when the server refuses it.
-std::optional<X11Screen::Mode> addMode(const X11Connection& connection, uint32_t output,
-                                       const VideoTiming& timing) {
-    const std::string name = ownModeName(output, sizeOf(timing));
+xcb_randr_create_mode_cookie_t askForMode(const X11Connection& connection, const std::string& name,
+                                          const VideoTiming& timing) {
     xcb_randr_mode_info_t info{};
     info.width = timing.across.visible;
     info.height = timing.down.visible;
@@ -73,16 +71,31 @@ std::optional<X11Screen::Mode> addMode(const X11Connection& connection, uint32_t
     info.vtotal = timing.down.total;
     info.name_len = static_cast<uint16_t>(name.size());
     info.mode_flags = XCB_RANDR_MODE_FLAG_HSYNC_POSITIVE | XCB_RANDR_MODE_FLAG_VSYNC_NEGATIVE;
+    return xcb_randr_create_mode(connection.get(), connection.root(), info, info.name_len, name.data());
+}
+
+/// Modes of our own on the output, without those that the server refuses. Each step asks for all of them
+/// before it waits.
+std::vector<X11Screen::Mode> addModes(const X11Connection& connection, uint32_t output,
+                                      const std::vector<VideoTiming>& timings) {
     xcb_connection_t* c = connection.get();
-    const auto cookie =
-        xcb_randr_create_mode(c, connection.root(), info, static_cast<uint32_t>(name.size()), name.data());
-    const auto created = owned(xcb_randr_create_mode_reply(c, cookie, nullptr));
-    if (!created) return std::nullopt;
-    if (owned(xcb_request_check(c, xcb_randr_add_output_mode_checked(c, output, created->mode)))) {
-        owned(xcb_request_check(c, xcb_randr_destroy_mode_checked(c, created->mode)));
-        return std::nullopt;
+    std::vector<std::pair<X11Screen::Mode, xcb_randr_create_mode_cookie_t>> asked;
+    for (const VideoTiming& timing : timings) {
+        const X11Screen::Mode mode{0, ownModeName(output, sizeOf(timing)), sizeOf(timing)};
+        asked.emplace_back(mode, askForMode(connection, mode.name, timing));
     }
-    return X11Screen::Mode{created->mode, name, sizeOf(timing)};
+    std::vector<std::pair<X11Screen::Mode, xcb_void_cookie_t>> created;
+    for (auto& [mode, cookie] : asked) {
+        const auto reply = owned(xcb_randr_create_mode_reply(c, cookie, nullptr));
+        if (!reply) continue;
+        mode.id = reply->mode;
+        created.emplace_back(mode, xcb_randr_add_output_mode_checked(c, output, mode.id));
+    }
+    std::vector<X11Screen::Mode> added;
+    for (auto& [mode, cookie] : created) {
+        if (!owned(xcb_request_check(c, cookie))) added.push_back(std::move(mode));
+    }
+    return added;
 }
 
 /// The layout with the output right of the main display, in this mode.
@@ -102,10 +115,7 @@ X11Layout withDisplay(const X11Screen& screen, const X11Screen::Output& output, 
 bool enable(const X11Connection& connection, const X11OwnOutputs& own, const X11Screen& screen,
             const X11Screen::Output& output, const VirtualDisplayRequest& request,
             const std::vector<VideoTiming>& timings) {
-    std::vector<X11Screen::Mode> modes;
-    for (const VideoTiming& timing : timings) {
-        if (auto mode = addMode(connection, output.id, timing)) modes.push_back(std::move(*mode));
-    }
+    const std::vector<X11Screen::Mode> modes = addModes(connection, output.id, timings);
     own.declare(output.id, screen, edidFor(request, timings.front()),
                 {static_cast<int>(std::lround(kWidthMillimetres)),
                  static_cast<int>(std::lround(kHeightMillimetres))});
@@ -128,16 +138,17 @@ xcb_window_t makeHolderWindow(const X11Connection& connection) {
 DisplayID setUp(const X11Connection& connection, const VirtualDisplayRequest& request,
                 const std::vector<VideoTiming>& timings) {
     const X11OwnOutputs own(connection);
-    auto screen = readScreen(connection);
-    if (!screen || spareOutputs(own, *screen).empty()) return 0;
-    const xcb_window_t window = makeHolderWindow(connection);
-    startDisplayGuardian(window);
-
-    // From here to the end no other client can take the same output.
+    std::optional<GuardianStart> guardian;  // its end is waited for when others are served again
     const ServerGrab grab(connection);
-    screen = readScreen(connection);
+    const auto screen = readScreen(connection);
     if (!screen) return 0;
-    for (const X11Screen::Output& output : spareOutputs(own, *screen)) {
+    const auto outputs = spareOutputs(own, *screen);
+    if (outputs.empty()) return 0;
+    const xcb_window_t window = makeHolderWindow(connection);
+    guardian.emplace(window);
+    for (const X11Screen::Output& output : outputs) {
+        // Somebody's display that was turned off is still somebody's.
+        if (own.isHeld(output.id)) continue;
         own.hold(output.id, window);
         if (enable(connection, own, *screen, output, request, timings)) return output.id;
         own.takeBack(output.id);
@@ -170,14 +181,18 @@ class X11VirtualDisplay : public VirtualDisplay {
     const DisplayID output_;
 };
 
-std::unique_ptr<X11Connection> openedConnection() {
+/// A new connection, with the leftovers on its server removed; null without a server whose outputs show the
+/// desktop.
+std::unique_ptr<X11Connection> openedAndCleared() {
     try {
         auto connection = X11Connection::open();
-        if (!isWaylandBridge(*connection)) return connection;
+        const auto screen = readScreen(*connection);
+        if (!screen || isWaylandBridge(*screen)) return nullptr;
+        removeLeftovers(*connection, *screen);
+        return connection;
     } catch (const X11Failure&) {
-        // Without a server there are no displays.
+        return nullptr;
     }
-    return nullptr;
 }
 
 }  // namespace
@@ -185,16 +200,15 @@ std::unique_ptr<X11Connection> openedConnection() {
 std::unique_ptr<VirtualDisplay> X11VirtualDisplays::create(const VirtualDisplayRequest& request) {
     const std::vector<VideoTiming> timings = timingsOf(request);
     if (timings.empty()) return nullptr;
-    auto connection = openedConnection();
+    auto connection = openedAndCleared();
     if (!connection) return nullptr;
-    quillon::removeLeftovers(*connection);
     const DisplayID output = setUp(*connection, request, timings);
     if (output == 0) return nullptr;
     return std::make_unique<X11VirtualDisplay>(std::move(connection), output);
 }
 
 void X11VirtualDisplays::removeLeftovers() {
-    if (const auto connection = openedConnection()) quillon::removeLeftovers(*connection);
+    openedAndCleared();
 }
 
 std::unique_ptr<VirtualDisplays> makeVirtualDisplays() {

@@ -28,7 +28,7 @@ int guard(xcb_window_t window) {
     try {
         const auto connection = X11Connection::open();
         waitForEnd(*connection, window);
-        if (connection->isAlive()) removeLeftovers(*connection);
+        if (const auto screen = readScreen(*connection)) removeLeftovers(*connection, *screen);
     } catch (const X11Failure&) {
         // Without a server there is no display to take back.
     }
