@@ -8,6 +8,8 @@
 #include <map>
 #include <mutex>
 
+#include "platform/linux/x11_displays.hpp"
+#include "platform/linux/x11_virtual_displays.hpp"
 #include "tests/linux/x11_fixture.hpp"
 
 namespace quillon::testing {
@@ -356,6 +358,22 @@ TEST_F(X11CaptureTest, FollowsADisplayThatMoves) {
     painter_->fill({0, 1080, 400, 600}, kGreen);
     ASSERT_TRUE(receiver_.waitForColor(10, 10, kGreenYuv));
     ASSERT_TRUE(receiver_.waitForColor(410, 10, kBlackYuv));
+}
+
+TEST_F(X11CaptureTest, FollowsAVirtualDisplay) {
+    X11Displays displays;
+    const auto display = X11VirtualDisplays().create({"", {{800, 600}, {600, 800}}, false, {800, 800}, 60});
+    ASSERT_TRUE(display);
+    CaptureRequest second = request({800, 600});
+    second.display = display->id();
+    start(second);
+    ASSERT_TRUE(displays.setOrigin(display->id(), -800, -600));
+    painter_->fill({0, 0, 800, 600}, kGreen);
+    ASSERT_TRUE(receiver_.waitForColor(10, 10, kGreenYuv)) << "the main display made way for it";
+    ASSERT_TRUE(displays.setMode(display->id(), displays.modes(display->id()).at(1)));
+    painter_->fill({0, 0, 600, 800}, kRed);
+    ASSERT_TRUE(receiver_.waitForColor(400, 10, kRedYuv));
+    ASSERT_TRUE(receiver_.waitForColor(10, 10, kBlackYuv)) << "bars beside it";
 }
 
 TEST_F(X11CaptureTest, EndsWhenTheDisplayGoes) {
