@@ -1,9 +1,10 @@
-"""Start, rest and first picture of QuillonHost."""
+"""Start, rest, first picture and virtual display of QuillonHost."""
 
 import json
 import os
 import statistics
 import struct
+import subprocess
 import time
 
 import procfs
@@ -11,7 +12,7 @@ from candidates import VIDEO_FRAME, QuillonHost, host_environment
 from report import Row, at_most
 from running import NotMeasured, Scene, Screen
 
-START_TARGET_MS, WAKEUPS_TARGET, FIRST_PICTURE_TARGET_MS = 10, 20, 300
+START_TARGET_MS, WAKEUPS_TARGET, FIRST_PICTURE_TARGET_MS, DISPLAY_TARGET_MS = 10, 20, 300, 150
 SIZE, FPS = (2048, 1536), 30
 
 
@@ -59,6 +60,16 @@ def first_pictures(bench, screen, times):
             if value is not None:
                 samples.append(value)
     return samples
+
+
+def display_times(bench, screen, times=20):
+    """Milliseconds from the call to a virtual display that is ready, and back to none, for each try."""
+    program = os.path.join(bench.build, "bench", "quillon-display-cost")
+    result = subprocess.run([program, str(times)], env={**os.environ, **screen.env}, capture_output=True, text=True,
+                            timeout=60, check=False)
+    if result.returncode:
+        raise NotMeasured(f"quillon-display-cost: {result.stderr.strip()}")
+    return [tuple(map(float, line.split())) for line in result.stdout.splitlines()]
 
 
 def _thread_counts(path, pid):
@@ -119,8 +130,12 @@ def measure(bench, report):
         wakeups = wakeups_at_rest(bench, screen)
         first = first_pictures(bench, screen, 1 if bench.repeats == 1 else 5)
         allocation = allocation_row(bench, screen, report)
-    report.raw["small"] = {"start": start, "wake-ups": wakeups, "first pictures": first}
+        displays = display_times(bench, screen)
+    report.raw["small"] = {"start": start, "wake-ups": wakeups, "first pictures": first, "virtual displays": displays}
     report.add(at_most("start", "--devices without a mux server, median", start, START_TARGET_MS, "ms"),
                at_most("rest", "wake-ups while a still screen is streamed", wakeups, WAKEUPS_TARGET, "a second"),
                at_most("first picture", "after the link is ready, slowest", max(first, default=None), FIRST_PICTURE_TARGET_MS, "ms",
-                       f"{len(first)} tries"), allocation)
+                       f"{len(first)} tries"), allocation,
+               at_most("virtual display", "from the call until it is ready, slowest", max(ready for ready, _ in displays),
+                       DISPLAY_TARGET_MS, "ms", f"{len(displays)} tries, gone after "
+                       f"{statistics.median(gone for _, gone in displays):.1f} ms"))
