@@ -26,6 +26,9 @@ class VirtualDesktop {
     /// display that was seen on the desktop and is there no longer is forgotten first.
     Task<DisplayID> obtain(std::function<bool()> wanted);
 
+    /// The display could not be captured: unless the system lists it now, the next `obtain` forgets it.
+    void doubt() { seen_ = id_ != 0; }
+
     /// 0 when there is none.
     DisplayID virtualDisplayID() const { return id_; }
     /// Is it ours to take away, not just adopted?

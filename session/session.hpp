@@ -134,8 +134,9 @@ class Session : public std::enable_shared_from_this<Session> {
     void startReader(Ticket ticket);
     Task<> startSource(Ticket ticket);
     Task<> startCapture(Ticket ticket);
-    void startPattern();
+    void startPattern(Ticket ticket);
     void captureRuns(Ticket ticket);
+    void noticeEarlierLoss();
     void captureFailed(const std::string& reason);
     void scheduleDuration();
 

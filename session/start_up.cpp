@@ -210,7 +210,7 @@ void Session::startReader(Ticket ticket) {
 
 Task<> Session::startSource(Ticket ticket) {
     if (config_.usePattern) {
-        startPattern();
+        startPattern(ticket);
     } else {
         co_await startCapture(ticket);
     }
@@ -252,12 +252,13 @@ Task<> Session::startCapture(Ticket ticket) {
     }
 }
 
-void Session::startPattern() {
+void Session::startPattern(Ticket ticket) {
     const Size size = config_.rasterSize();
     pipeline_->startPattern(size, startTime_);
     setState(
         State::running("Test pattern " + std::to_string(size.width) + "×" + std::to_string(size.height)));
     finishTransition();
+    if (isCurrent(ticket)) noticeEarlierLoss();
 }
 
 void Session::captureRuns(Ticket ticket) {
@@ -276,12 +277,17 @@ void Session::captureRuns(Ticket ticket) {
                               [this](const Rect& bounds) { useBounds(bounds); }});
     }
     watchdog_->start();
-    // A loss in the middle of a transition was left to the transition, which has just ended.
+    noticeEarlierLoss();
+}
+
+/// A loss in the middle of a transition was left to the transition, which has just ended.
+void Session::noticeEarlierLoss() {
     if (link_->hasEnded()) linkLost();
 }
 
 void Session::captureFailed(const std::string& reason) {
     cursorFeed_.reset();
+    desktop_.doubt();
     setState(State::failed("capture: " + reason));
     Log::write("capture failed: " + reason);
     const Ticket before = ticket_;
