@@ -41,6 +41,9 @@ class Machine {
     void at(Instant moment, std::function<void()> event);
     void after(Duration delay, std::function<void()> event) { at(now_ + delay, std::move(event)); }
 
+    /// The machine sleeps: the clock jumps, and what was due meanwhile is late.
+    void suspend(Duration duration) { now_ += duration; }
+
     /// Starts a thread; it is joined after it has ended, at the latest by the machine's destructor.
     void spawn(std::function<void()> body);
 

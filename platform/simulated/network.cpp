@@ -54,7 +54,12 @@ ptrdiff_t Network::send(int descriptor, ByteView bytes) {
     }
     const size_t room = connection->sendBuffer - connection->unsent.size();
     bytes = bytes.first(std::min(bytes.size(), room));
-    if (connection->rate <= 0) {
+    if (connection->path == Path::forgotten) {
+        constexpr Duration kRoundTrip = 1ms;
+        machine_.after(kRoundTrip, [this, descriptor] { disconnect(descriptor); });
+    } else if (connection->path == Path::lost) {
+        connection->unsent.insert(connection->unsent.end(), bytes.begin(), bytes.end());
+    } else if (connection->rate <= 0) {
         connection->peer->onBytes(descriptor, bytes);
     } else {
         connection->unsent.insert(connection->unsent.end(), bytes.begin(), bytes.end());
@@ -135,6 +140,7 @@ void Network::close(int descriptor) {
 void Network::deliver(int descriptor, ByteView bytes) {
     const auto connection = find(descriptor);
     if (!connection || connection->shut || connection->peerClosed) return;
+    if (connection->path != Path::stands) return;
     connection->received.insert(connection->received.end(), bytes.begin(), bytes.end());
     machine_.signal(*connection->changed);
 }
@@ -145,6 +151,10 @@ void Network::disconnect(int descriptor) {
     connection->peerClosed = true;
     connection->unsent.clear();
     machine_.signal(*connection->changed);
+}
+
+void Network::setPath(int descriptor, Path path) {
+    if (const auto connection = find(descriptor)) connection->path = path;
 }
 
 void Network::setRate(int descriptor, double bytesPerSecond) {

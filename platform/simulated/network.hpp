@@ -57,6 +57,10 @@ class Network : public Sockets {
     std::map<std::string, Listener> tcpListeners;  ///< by "host:port"
     void deliver(int connection, ByteView bytes);  ///< device to host
     void disconnect(int connection);               ///< the device closes
+    /// What becomes of a connection that ends without a word: `lost` swallows what is sent, `forgotten`
+    /// answers the next byte with a reset. Nothing arrives from the device any more.
+    enum class Path { stands, lost, forgotten };
+    void setPath(int connection, Path path);
     void setRate(int connection, double bytesPerSecond);
 
     size_t openDescriptors() const { return connections_.size(); }
@@ -74,6 +78,7 @@ class Network : public Sockets {
         bool peerClosed = false;
         bool shut = false;
         bool transmitting = false;
+        Path path = Path::stands;
         std::shared_ptr<Machine::WaitPoint> changed = std::make_shared<Machine::WaitPoint>();
     };
     std::shared_ptr<Connection> find(int descriptor) const;

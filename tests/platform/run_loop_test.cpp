@@ -122,6 +122,35 @@ TYPED_TEST(RunLoopTest, ARepeatingTimerKeepsItsGridAndLeavesMissedTicksOut) {
     EXPECT_GE(at[3], 70ms);
 }
 
+TYPED_TEST(RunLoopTest, AfterALongPauseNoTimerFiresInABurst) {
+    using Ticks = std::vector<Duration>;
+    const Instant began = this->machine.loop.now();
+    const auto noteIn = [&](Ticks& ticks) {
+        return [&ticks, this, began] { ticks.push_back(this->machine.loop.now() - began); };
+    };
+    Ticks fast;
+    Ticks slow;
+    Ticks single;
+    const auto fastTimer = this->forever(5ms, noteIn(fast));
+    const auto slowTimer = this->forever(7ms, noteIn(slow));
+    const auto singleTimer = this->once(20ms, noteIn(single));
+    this->machine.loop.post([this] {
+        const auto pause = this->machine.threads.makeSemaphore();
+        EXPECT_FALSE(pause->wait(100ms));
+    });
+    const auto end = this->once(130ms, [&] { this->machine.loop.stop(); });
+    this->runUntilStopped();
+    const auto onePerPeriod = [](const Ticks& ticks, Duration period) {
+        for (size_t i = 1; i < ticks.size(); ++i) {
+            if (ticks[i] / period <= ticks[i - 1] / period) return false;
+        }
+        return !ticks.empty() && ticks[0] >= 100ms;
+    };
+    EXPECT_TRUE(onePerPeriod(fast, 5ms));
+    EXPECT_TRUE(onePerPeriod(slow, 7ms));
+    EXPECT_EQ(single.size(), 1U);
+}
+
 TYPED_TEST(RunLoopTest, ADestroyedTimerDoesNotFireEvenWhenDue) {
     bool fired = false;
     std::unique_ptr<Timer> victim;
@@ -300,6 +329,16 @@ TYPED_TEST(RunLoopTest, AFinishedTaskLetsGoOfWhatItHeld) {
     scope.start(Body::run(this->machine.loop, held));
     this->runUntilStopped();
     EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(SimulatedClock, AMachineThatSleptAnHourFiresEachTimerOnce) {
+    SimulatedMachine machine;
+    int ticks = 0;
+    const auto timer = machine.loop.addTimer(
+        1s, RunLoop::Repeat::forever, [&] { ++ticks; }, 0ms);
+    machine.machine.suspend(std::chrono::hours(1));
+    machine.loop.runFor(500ms);
+    EXPECT_EQ(ticks, 1);
 }
 
 TEST(SimulatedClock, AnHourTakesAMoment) {
