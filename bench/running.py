@@ -69,43 +69,18 @@ def wait_until(condition, seconds, what):
         time.sleep(0.01)
 
 
-XORG_CONFIGURATION = """
-Section "ServerLayout"
-  Identifier "L"
-  Screen "S"
-EndSection
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-  Option "AutoEnableDevices" "false"
-  Option "AutoAddGPU" "false"
-  Option "AutoBindGPU" "false"
-  Option "DontVTSwitch" "true"
-  Option "BlankTime" "0"
-  Option "StandbyTime" "0"
-  Option "OffTime" "0"
-EndSection
-Section "Device"
-  Identifier "D"
-  Driver "dummy"
-  VideoRam 262144
-EndSection
-Section "Monitor"
-  Identifier "M"
-  HorizSync 1.0-1000.0
-  VertRefresh 1.0-500.0
-EndSection
-Section "Screen"
-  Identifier "S"
-  Device "D"
-  Monitor "M"
-  DefaultDepth 24
-  SubSection "Display"
-    Depth 24
-    Modes "1024x768"
-    Virtual {width} {height}
-  EndSubSection
-EndSection
-"""
+XORG_CONFIGURATION = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
+                                  "scripts", "lib", "xorg-dummy.conf")
+# What the screen starts with; the wanted size comes at run time.
+XORG_START = {"@MODE@": "1024x768", "@TIMING@": "65.00 1024 1048 1184 1344 768 771 777 806"}
+
+
+def xorg_configuration(width, height):
+    with open(XORG_CONFIGURATION) as file:
+        text = file.read()
+    for place, value in {**XORG_START, "@VIRTUAL@": f"{width} {height}"}.items():
+        text = text.replace(place, value)
+    return text
 
 
 def modeline(width, height, refresh=60):
@@ -124,7 +99,7 @@ class Screen:
         name = f"{width}x{height}"
         configuration = os.path.join(folder, f"xorg-{name}.conf")
         with open(configuration, "w") as file:
-            file.write(XORG_CONFIGURATION.format(width=width, height=height))
+            file.write(xorg_configuration(width, height))
         # As an ordinary user the server binary itself has to be run, not its wrapper.
         server = "/usr/lib/xorg/Xorg" if os.path.exists("/usr/lib/xorg/Xorg") else "Xorg"
         read_end, write_end = os.pipe()

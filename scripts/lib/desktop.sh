@@ -1,5 +1,5 @@
 # Displays for scripts: sourced by a script that keeps the processes to end in the array `started` and has
-# `wait_for`.
+# `wait_for`, from the root of the tree.
 
 # display_is_usable: whether DISPLAY names an X server that answers.
 display_is_usable() {
@@ -10,46 +10,9 @@ display_is_usable() {
 write_xorg_config() {
     local width=${2%x*} height=${2#*x}
     # Any timing does for an output that no wire leaves, but for the blanking that flat screens know.
-    local modeline="\"$2\" 240 $width $((width + 128)) $((width + 336)) $((width + 464))"
-    modeline+=" $height $((height + 3)) $((height + 7)) $((height + 30))"
-    cat >"$1" <<END
-Section "ServerLayout"
-  Identifier "Layout"
-  Screen "Screen"
-EndSection
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-  Option "AutoEnableDevices" "false"
-  Option "AutoAddGPU" "false"
-  Option "AutoBindGPU" "false"
-  Option "DontVTSwitch" "true"
-  Option "BlankTime" "0"
-  Option "StandbyTime" "0"
-  Option "OffTime" "0"
-EndSection
-Section "Device"
-  Identifier "Card"
-  Driver "dummy"
-  VideoRam 262144
-EndSection
-Section "Monitor"
-  Identifier "Monitor"
-  HorizSync 1.0-1000.0
-  VertRefresh 1.0-500.0
-  Modeline $modeline
-EndSection
-Section "Screen"
-  Identifier "Screen"
-  Device "Card"
-  Monitor "Monitor"
-  DefaultDepth 24
-  SubSection "Display"
-    Depth 24
-    Modes "$2"
-    Virtual 4096 4096
-  EndSubSection
-EndSection
-END
+    local timing="240 $width $((width + 128)) $((width + 336)) $((width + 464))"
+    timing+=" $height $((height + 3)) $((height + 7)) $((height + 30))"
+    sed "s/@MODE@/$2/; s/@TIMING@/$timing/; s/@VIRTUAL@/4096 4096/" scripts/lib/xorg-dummy.conf >"$1"
 }
 
 # start_desktop FOLDER WxH: an own X server with a window manager and windows in which something happens.

@@ -10,6 +10,9 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
 namespace quillon::testing {
 
@@ -23,44 +26,22 @@ constexpr const char* kDriver = "/usr/lib/xorg/modules/drivers/dummy_drv.so";
 constexpr auto kStartLimit = 15s;
 constexpr auto kEndLimit = 5s;
 
-constexpr const char* kConfiguration = R"(
-Section "ServerLayout"
-  Identifier "Layout"
-  Screen "Screen"
-EndSection
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-  Option "AutoEnableDevices" "false"
-  Option "AutoAddGPU" "false"
-  Option "AutoBindGPU" "false"
-  Option "DontVTSwitch" "true"
-  Option "BlankTime" "0"
-  Option "StandbyTime" "0"
-  Option "OffTime" "0"
-EndSection
-Section "Device"
-  Identifier "Device"
-  Driver "dummy"
-  VideoRam 262144
-EndSection
-Section "Monitor"
-  Identifier "Monitor"
-  HorizSync 1.0-1000.0
-  VertRefresh 1.0-500.0
-  Modeline "1920x1080" 148.50 1920 2008 2052 2200 1080 1084 1089 1125 +hsync +vsync
-EndSection
-Section "Screen"
-  Identifier "Screen"
-  Device "Device"
-  Monitor "Monitor"
-  DefaultDepth 24
-  SubSection "Display"
-    Depth 24
-    Modes "1920x1080"
-    Virtual 8192 8191
-  EndSubSection
-EndSection
-)";
+/// What to put into the configuration that all servers without a card share.
+constexpr std::pair<std::string_view, std::string_view> kFillings[] = {
+    {"@MODE@", "1920x1080"},
+    {"@TIMING@", "148.50 1920 2008 2052 2200 1080 1084 1089 1125 +hsync +vsync"},
+    {"@VIRTUAL@", "8192 8191"}};
+
+std::string configurationText() {
+    std::ifstream file(QUILLON_XORG_CONFIGURATION);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    for (const auto& [place, value] : kFillings) {
+        for (size_t at = text.find(place); at != text.npos; at = text.find(place, at + value.size())) {
+            text.replace(at, place.size(), value);
+        }
+    }
+    return text;
+}
 
 /// One line from `descriptor`, or what came of it until the deadline.
 std::string readLine(int descriptor, std::chrono::steady_clock::time_point deadline) {
@@ -96,7 +77,7 @@ bool XorgServer::launch(const std::vector<std::string>& arguments) {
     if (mkdtemp(pattern.data()) == nullptr) return false;
     folder_ = pattern;
     const std::string configuration = folder_ / "xorg.conf";
-    std::ofstream(configuration) << kConfiguration;
+    std::ofstream(configuration) << configurationText();
 
     int pipe[2];
     if (pipe2(pipe, O_CLOEXEC) != 0) return false;
