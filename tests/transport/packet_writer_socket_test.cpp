@@ -7,7 +7,7 @@
 #include <optional>
 #include <thread>
 
-#include "platform/linux/threads.hpp"
+#include "platform/platform.hpp"
 #include "platform/posix/sockets.hpp"
 #include "tests/transport/doubles.hpp"
 #include "tests/transport/local_ends.hpp"
@@ -32,7 +32,8 @@ class PacketWriterSocketTest : public ::testing::Test {
 
     test::SetClock clock;
     PosixSockets sockets;
-    LinuxThreads threads;
+    const std::unique_ptr<Platform> platform = makePlatform();
+    Threads& threads = platform->threads();
     test::Descriptor host;
     test::Descriptor device;
     std::optional<PacketWriter> writer;

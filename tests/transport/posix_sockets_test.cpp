@@ -11,7 +11,7 @@
 #include <future>
 #include <thread>
 
-#include "platform/linux/threads.hpp"
+#include "platform/platform.hpp"
 #include "platform/usb_mux.hpp"
 #include "tests/transport/local_ends.hpp"
 #include "transport/usb_link.hpp"
@@ -173,7 +173,8 @@ class TcpLinkTest : public ::testing::Test {
 
     PosixSockets sockets;
     NoMux mux;
-    LinuxThreads threads;
+    const std::unique_ptr<Platform> platform = makePlatform();
+    Threads& threads = platform->threads();
     USBLink link{threads, sockets, mux};
     test::TcpListener listener;
 };
