@@ -14,7 +14,12 @@ if(QUILLON_FUZZ)
   # Optimised a little: a fuzzer finds as much as it runs.
   add_compile_options(-fsanitize=fuzzer-no-link -O1)
 endif()
-add_link_options(-Wl,--as-needed)
+if(APPLE)
+  # A method of a protocol rarely wants all that it is given.
+  add_compile_options("$<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc;-Wundeclared-selector;-Wunguarded-availability;-Wno-unused-parameter>")
+else()
+  add_link_options(-Wl,--as-needed)
+endif()
 
 # quillon_room(NAME [LIBRARIES...]): a static library of all sources of the calling folder.
 function(quillon_room name)

@@ -8,18 +8,22 @@ Beyond the compiler's errors and warnings three rules hold:
 - Every Objective-C method that a class implements is declared, by the class or by a protocol. A misspelt optional
   method of a protocol is no error to the compiler, but the system would never call it.
 - Only platform/ asks which system it is compiled for, and portable files use nothing that Linux alone has.
+- The bundle's description names what the system asks for.
+- Every function and class in the outlines is used, and docs/macos.md says what it promises.
 - The check catches the mistakes in tests/macos-outline/mistakes/, each in the words of its file's first line.
 
 The last line counts what was checked.
 """
 
 import os
+import plistlib
 import re
 import subprocess
 import sys
 import tempfile
 from collections import defaultdict
 from concurrent.futures import ThreadPoolExecutor
+from glob import glob
 from pathlib import Path
 
 OUTLINE = "tests/macos-outline"
@@ -40,7 +44,7 @@ COMPILER = [
 ]  # fmt: skip
 OBJECTIVE = ["-fobjc-arc", "-Wundeclared-selector", "-Wunguarded-availability", "-Wno-unused-parameter"]
 
-LAYER = ["platform/macos/*.mm", "platform/posix/macos/*", "tests/macos/*"]
+LAYER = ["platform/macos/*.mm", "platform/posix/macos/*", "tests/macos/*", "tests/platform/*"]
 PORTABLE = [
     "app/*.cpp", "base/*.cpp", "display/*.cpp", "input/*.cpp", "media/*.cpp", "session/*.cpp", "transport/*.cpp",
     ":(glob)platform/*.cpp", ":(glob)platform/posix/*.cpp", "platform/simulated/*.cpp",
@@ -57,6 +61,10 @@ def files(patterns):
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", *patterns], capture_output=True,
                             text=True, check=True)
     return [name for name in listed.stdout.split() if name.endswith((".cpp", ".mm"))]
+
+
+def headers_of_system():
+    return [name for name in glob(f"{OUTLINE}/**/*.h", recursive=True) if "/libc/" not in name]
 
 
 # --- methods that nobody declared, from Clang's dump of what it has read
@@ -142,6 +150,34 @@ def find_system_use(name):
                    if ASKS_FOR_SYSTEM.search(line) or LINUX_ONLY.search(line))
 
 
+def find_gap(name):
+    """What the bundle's description lacks."""
+    settings = {"QUILLON_IDENTIFIER": "net.quillon.host", "PROJECT_VERSION": "0.1.0"}
+    description = plistlib.loads(re.sub(r"\$\{(\w+)\}", lambda use: settings[use.group(1)],
+                                        Path(name).read_text()).encode())
+    service = re.search(r'kServiceType = "(_\w+\._tcp)\."', Path("transport/wifi_discovery.cpp").read_text()).group(1)
+    wanted = {
+        "CFBundlePackageType": "APPL", "CFBundleIdentifier": "net.quillon.host", "CFBundleShortVersionString": "0.1.0",
+        "LSUIElement": True, "LSMinimumSystemVersion": "14.0", "NSBonjourServices": [service],
+    }  # fmt: skip
+    gaps = [key for key, value in wanted.items() if description.get(key) != value]
+    gaps += [key for key in ("CFBundleExecutable", "CFBundleIconFile", "NSLocalNetworkUsageDescription")
+             if not description.get(key)]
+    return "".join(f"{name}: error: {key} is not as it must be\n" for key in gaps)
+
+
+def find_untold(name):
+    """What stands in an outline, but not in the layer or not in its description."""
+    outline = re.sub(r"//.*|#.*", "", Path(name).read_text())
+    told = Path("docs/macos.md").read_text()
+    layer = "".join(Path(each).read_text() for each in glob("platform/macos/*.*") + glob("platform/posix/macos/*"))
+    functions = set(re.findall(r"\b((?:CF|CG|AX|CM|CV|VT|IOPM|dispatch_|NSLog)\w*)\(", outline)) - {"CF_BRIDGED", "CF_AVAILABLE_MAC"}
+    untold = [each for each in sorted(functions) if not re.search(rf"\b{each}\b", layer)
+              or not re.search(rf"\b{each}\b", told)]
+    untold += [each for each in re.findall(r"^@interface (\w+)", outline, re.M) if not re.search(rf"\b{each}\b", told)]
+    return "".join(f"{name}: error: {each} is not called, or docs/macos.md says nothing of it\n" for each in untold)
+
+
 def miss(name):
     expected = Path(name).read_text().splitlines()[0].removeprefix("// expected: ")
     said = type_check(name)
@@ -157,6 +193,8 @@ def checks(names):
     headers = [name.replace(".cpp", ".hpp") for name in portable]
     return [
         *[(miss, name) for name in files([f"{OUTLINE}/mistakes/*"])],
+        (find_gap, "platform/macos/bundle/Info.plist.in"),
+        *[(find_untold, name) for name in headers_of_system()],
         *[(type_check, name) for name in files(LAYER) + portable],
         *[(find_system_use, name) for name in portable + headers if os.path.exists(name)
           and not name.startswith("platform/posix/")],

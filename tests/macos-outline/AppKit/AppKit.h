@@ -61,7 +61,6 @@ extern const NSFontWeight NSFontWeightBold;
 typedef enum : NSInteger {
     NSApplicationActivationPolicyRegular = 0,
     NSApplicationActivationPolicyAccessory = 1,
-    NSApplicationActivationPolicyProhibited = 2,
 } NSApplicationActivationPolicy;
 typedef NSInteger NSModalResponse;
 enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };

@@ -11,15 +11,11 @@
 typedef unsigned char Boolean;
 typedef int32_t SInt32;
 typedef uint32_t UInt32;
-typedef int16_t SInt16;
 typedef uint32_t FourCharCode;
 typedef FourCharCode OSType;
 typedef SInt32 OSStatus;
 typedef long CFIndex;
 typedef unsigned long CFTypeID;
-typedef unsigned long CFOptionFlags;
-typedef double CFTimeInterval;
-typedef CFTimeInterval CFAbsoluteTime;
 typedef double CGFloat;
 
 struct CGPoint {
@@ -44,15 +40,12 @@ typedef const void* CFTypeRef;
 typedef const struct CF_BRIDGED(NSString) __CFString* CFStringRef;
 typedef const struct CF_BRIDGED(NSArray) __CFArray* CFArrayRef;
 typedef const struct CF_BRIDGED(NSDictionary) __CFDictionary* CFDictionaryRef;
-typedef const struct CF_BRIDGED(NSNumber) __CFBoolean* CFBooleanRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef struct __CFRunLoop* CFRunLoopRef;
 typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
 typedef CFStringRef CFRunLoopMode;
 
 extern const CFAllocatorRef kCFAllocatorDefault;
-extern const CFBooleanRef kCFBooleanTrue;
-extern const CFBooleanRef kCFBooleanFalse;
 extern const CFRunLoopMode kCFRunLoopCommonModes;
 
 CFTypeRef CFRetain(CFTypeRef object);

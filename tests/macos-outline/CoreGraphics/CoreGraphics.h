@@ -6,7 +6,6 @@
 #include <stddef.h>
 
 inline CGPoint CGPointMake(CGFloat x, CGFloat y) { return CGPoint{x, y}; }
-inline CGSize CGSizeMake(CGFloat width, CGFloat height) { return CGSize{width, height}; }
 inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
     return CGRect{{x, y}, {width, height}};
 }
@@ -19,11 +18,7 @@ typedef int boolean_t;
 
 typedef struct CGDisplayMode* CGDisplayModeRef;
 typedef struct _CGDisplayConfigRef* CGDisplayConfigRef;
-typedef enum : uint32_t {
-    kCGConfigureForAppOnly = 0,
-    kCGConfigureForSession = 1,
-    kCGConfigurePermanently = 2,
-} CGConfigureOption;
+typedef enum : uint32_t { kCGConfigureForSession = 1 } CGConfigureOption;
 
 typedef struct CGEvent* CGEventRef;
 typedef struct CGEventSource* CGEventSourceRef;
@@ -36,7 +31,7 @@ typedef enum : uint32_t {
 typedef enum : uint32_t { kCGMouseButtonLeft = 0 } CGMouseButton;
 typedef enum : uint32_t { kCGHIDEventTap = 0 } CGEventTapLocation;
 typedef enum : uint32_t { kCGMouseEventClickState = 1 } CGEventField;
-typedef enum : uint32_t { kCGScrollEventUnitPixel = 0, kCGScrollEventUnitLine = 1 } CGScrollEventUnit;
+typedef enum : uint32_t { kCGScrollEventUnitPixel = 0 } CGScrollEventUnit;
 
 typedef struct CGContext* CGContextRef;
 typedef struct CGColorSpace* CGColorSpaceRef;

@@ -20,13 +20,11 @@ typedef struct objc_selector* SEL;
 typedef CGRect NSRect;
 typedef CGPoint NSPoint;
 typedef CGSize NSSize;
-typedef struct _NSZone NSZone;
 
 @class NSArray<ObjectType>;
 @class NSDate;
 @class NSDictionary<KeyType, ObjectType>;
 @class NSError;
-@class NSMethodSignature;
 @class NSRunLoop;
 @class NSString;
 
@@ -35,7 +33,6 @@ typedef struct _NSZone NSZone;
 typedef NSString* NSRunLoopMode;
 
 @protocol NSObject
-- (BOOL)isEqual:(nullable id)object;
 - (Class)class;
 - (BOOL)isKindOfClass:(Class)aClass;
 - (BOOL)respondsToSelector:(SEL)selector;
@@ -47,7 +44,6 @@ __attribute__((objc_root_class))
 + (instancetype)alloc;
 - (instancetype)init;
 + (instancetype)new;
-- (void)dealloc;
 + (Class)class;
 + (BOOL)instancesRespondToSelector:(SEL)selector;
 @end
@@ -72,7 +68,6 @@ typedef struct {
 @property(readonly) NSUInteger length;
 @property(nullable, readonly) const char* UTF8String;
 + (instancetype)stringWithUTF8String:(const char*)text;
-+ (instancetype)stringWithFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 - (nullable instancetype)initWithBytes:(const void*)bytes length:(NSUInteger)length
                               encoding:(NSUInteger)encoding;
 - (BOOL)isEqualToString:(NSString*)other;
@@ -81,9 +76,7 @@ typedef struct {
 enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
 @interface NSNumber : NSObject
-@property(readonly) int intValue;
 @property(readonly) BOOL boolValue;
-@property(readonly) long long longLongValue;
 @property(readonly) NSInteger integerValue;
 @property(readonly, copy) NSString* stringValue;
 + (NSNumber*)numberWithBool:(BOOL)value;
@@ -104,7 +97,6 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
-@property(nullable, nonatomic, readonly) ObjectType firstObject;
 + (instancetype)array;
 + (instancetype)arrayWithObjects:(const ObjectType _Nonnull [_Nullable])objects count:(NSUInteger)count;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)index;
@@ -129,7 +121,6 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 @end
 
 @interface NSError : NSObject
-@property(readonly) NSInteger code;
 @property(readonly, copy) NSString* localizedDescription;
 @end
 
@@ -166,7 +157,6 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 - (nullable id)objectForKey:(NSString*)key;
 - (void)setObject:(nullable id)value forKey:(NSString*)key;
 - (void)removeObjectForKey:(NSString*)key;
-- (BOOL)synchronize;
 - (void)removePersistentDomainForName:(NSString*)name;
 @end
 
@@ -193,17 +183,14 @@ extern NSRunLoopMode const NSRunLoopCommonModes;
 @property(class, readonly, strong) NSRunLoop* mainRunLoop;
 - (void)addTimer:(NSTimer*)timer forMode:(NSRunLoopMode)mode;
 - (BOOL)runMode:(NSRunLoopMode)mode beforeDate:(NSDate*)limit;
-- (void)runUntilDate:(NSDate*)limit;
 @end
 
 @class NSNetService;
 @class NSNetServiceBrowser;
 
-// Their methods are optional: a class implements those that it wants to hear of. They are declared that way
-// here, and `scripts/check-macos` asks for a declaration of every method that a class of the layer implements.
+// Their methods are optional: a class implements those that it wants to hear of.
 @protocol NSNetServiceDelegate <NSObject>
 @optional
-- (void)netServiceWillResolve:(NSNetService*)service;
 - (void)netServiceDidResolveAddress:(NSNetService*)service;
 - (void)netService:(NSNetService*)service didNotResolve:(NSDictionary<NSString*, NSNumber*>*)error;
 @end
@@ -243,10 +230,6 @@ extern "C" {
 
 void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
 Class _Nullable NSClassFromString(NSString* name);
-
-// The compiler's own casts between the two worlds, with the change of ownership in their name.
-CFTypeRef _Nullable CFBridgingRetain(id _Nullable object);
-id _Nullable CFBridgingRelease(__attribute__((cf_consumed)) CFTypeRef _Nullable object);
 
 }  // extern "C"
 

@@ -36,7 +36,6 @@ typedef enum : unsigned int {
 } qos_class_t;
 typedef qos_class_t dispatch_qos_class_t;
 
-#define NSEC_PER_SEC 1000000000ull
 #define DISPATCH_TIME_NOW (0ull)
 #define DISPATCH_TIME_FOREVER (~0ull)
 

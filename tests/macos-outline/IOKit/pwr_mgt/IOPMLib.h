@@ -8,7 +8,7 @@ typedef int IOReturn;
 #define kIOReturnSuccess 0
 typedef uint32_t IOPMAssertionID;
 typedef uint32_t IOPMAssertionLevel;
-enum { kIOPMAssertionLevelOff = 0, kIOPMAssertionLevelOn = 255 };
+enum { kIOPMAssertionLevelOn = 255 };
 
 extern "C" {
 
