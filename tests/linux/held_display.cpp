@@ -18,26 +18,13 @@
 
 #include "platform/linux/x11_screen.hpp"
 #include "platform/linux/x11_virtual_displays.hpp"
+#include "tests/support/display_guardians.hpp"
 
 namespace quillon::testing {
 
 namespace {
 
 constexpr int kLimit = 10'000;  // ms
-constexpr const char* kGuardian = "quillon-display";
-
-/// The processes of that name (the kernel keeps 15 letters of it).
-std::set<pid_t> guardians() {
-    std::set<pid_t> found;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string number = entry.path().filename();
-        if (number.find_first_not_of("0123456789") != std::string::npos) continue;
-        std::string name;
-        std::ifstream(entry.path() / "comm") >> name;
-        if (name == kGuardian) found.insert(std::stoi(number));
-    }
-    return found;
-}
 
 /// The fields of /proc/PID/stat that follow the name in brackets.
 std::vector<std::string> statOf(pid_t process) {
@@ -68,7 +55,8 @@ HeldDisplay::HeldDisplay(const VirtualDisplayRequest& request) {
     std::array<int, 2> order{};
     std::array<int, 2> answer{};
     if (pipe2(order.data(), O_CLOEXEC) != 0 || pipe2(answer.data(), O_CLOEXEC) != 0) return;
-    const std::set<pid_t> before = guardians();
+    const std::string display = getenv("DISPLAY");
+    const std::set<pid_t> before = displayGuardians(display);
     process_ = fork();
     if (process_ == 0) {
         close(order[1]);
@@ -80,13 +68,8 @@ HeldDisplay::HeldDisplay(const VirtualDisplayRequest& request) {
     char result = 0;
     held_ = readableWithin(answer[0], kLimit) && read(answer[0], &result, 1) == 1 && result == '+';
     close(answer[0]);
-    // Others may run tests of their own: ours is the one that has our server.
-    for (const pid_t each : guardians()) {
-        if (before.contains(each)) continue;
-        std::ifstream file("/proc/" + std::to_string(each) + "/environ");
-        const std::string environment{std::istreambuf_iterator<char>(file), {}};
-        const std::string display = std::string("DISPLAY=") + getenv("DISPLAY") + '\0';
-        if (environment.find(display) != std::string::npos) guardian_ = each;
+    for (const pid_t each : displayGuardians(display)) {
+        if (!before.contains(each)) guardian_ = each;
     }
 }
 
@@ -134,12 +117,7 @@ std::optional<HeldDisplay::Guardian> HeldDisplay::guardian() const {
 }
 
 void HeldDisplay::killGuardian() {
-    if (guardian_ < 0) return;
-    const int handle = static_cast<int>(syscall(SYS_pidfd_open, guardian_, 0));
-    ::kill(guardian_, SIGKILL);
-    if (handle < 0) return;
-    readableWithin(handle, kLimit);
-    close(handle);
+    if (guardian_ >= 0) killAndWait(guardian_);
 }
 
 bool HeldDisplay::guardianEnds() const {
