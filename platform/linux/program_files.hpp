@@ -4,7 +4,7 @@
 
 namespace quillon {
 
-/// The path of a file that belongs to the program: it lies in the lib folder beside the program's own.
+/// The path of a file that belongs to the program: it lies in lib/quillon beside the program's own folder.
 std::string supportFile(const std::string& name);
 
 }  // namespace quillon
