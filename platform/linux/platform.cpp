@@ -1,5 +1,6 @@
 #include "platform/platform.hpp"
 
+#include "platform/linux/application_shell.hpp"
 #include "platform/linux/avahi_service_browser.hpp"
 #include "platform/linux/granted_permissions.hpp"
 #include "platform/linux/pattern_canvas.hpp"
@@ -40,7 +41,7 @@ class LinuxPlatform : public Platform {
         return makeX264Encoder(settings, std::move(callbacks), loop_);
     }
     std::unique_ptr<ApplicationShell> makeApplicationShell() override {
-        throw ShellFailure("this build has no tray application");
+        return makeLinuxApplicationShell(loop_);
     }
 
   private:

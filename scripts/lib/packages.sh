@@ -11,7 +11,7 @@ declare -A QUILLON_PACKAGES=(
         libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
         libxcb-xinput-dev libxcb-xtest0-dev libxcb-ewmh-dev
         libx264-dev libyuv-dev libcairo2-dev libpango1.0-dev libglib2.0-dev
-        libavahi-client-dev
+        libavahi-client-dev libxcb-screensaver0-dev qt6-base-dev libqt6svg6-dev
         libavcodec-dev libavutil-dev libsdl2-dev libpng-dev
         libgtest-dev libgmock-dev libbenchmark-dev"
 
@@ -24,7 +24,7 @@ declare -A QUILLON_PACKAGES=(
         openbox xterm procps fonts-dejavu-core"
 
     # The tests' own tools, and Clang for the checks that GCC does not have.
-    [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils openbox xdotool iproute2
+    [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils openbox trayer xdotool iproute2
         avahi-daemon dbus-daemon
         weston xwayland fonts-dejavu-core clang-16 clang-format"
 

@@ -1,0 +1,32 @@
+#include "platform/linux/shell/desktop_opener.hpp"
+
+#include <QProcess>
+#include <QStandardPaths>
+
+#include "base/log.hpp"
+
+namespace quillon {
+
+bool DesktopOpener::openFile(const std::filesystem::path& file) {
+    const auto program = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    const auto tellWhere = [this, file] {
+        Log::write("cannot open " + file.string() + ": no program for it");
+        dialogs_.tell(
+            {.message = "No program to open the file with", .information = "The file is\n" + file.string()});
+    };
+    if (program.isEmpty()) {
+        tellWhere();
+        return false;
+    }
+    auto* const process = new QProcess;
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(QProcess::nullDevice());
+    QObject::connect(process, &QProcess::finished, process, [process, tellWhere](int status) {
+        if (status != 0) tellWhere();
+        process->deleteLater();
+    });
+    process->start(program, {QString::fromStdString(file.string())});
+    return true;
+}
+
+}  // namespace quillon
