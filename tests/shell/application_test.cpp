@@ -1,0 +1,169 @@
+#include <csignal>
+#include <fstream>
+
+#include "tests/shell/bus_object.hpp"
+#include "tests/shell/desk.hpp"
+#include "tests/shell/toolkit.hpp"
+
+// The application as a whole: its loop, its end, its second start, dialogs and the services of the desktop.
+
+namespace quillon::testing {
+namespace {
+
+class ApplicationTest : public Desk {};
+
+TEST_F(ApplicationTest, TheProgramsLoopRunsInsideTheToolkits) {
+    startProbe({});
+    EXPECT_TRUE(says("launched"));
+    EXPECT_TRUE(says("posted work ran"));
+    EXPECT_TRUE(says("timer fired"));
+}
+
+TEST_F(ApplicationTest, SignalsEndItInOrder) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        startProbe({});
+        ASSERT_TRUE(says("timer fired"));
+        probe().signal(signal);
+        EXPECT_EQ(probe().waitForEnd(), 0);
+        EXPECT_EQ(count("terminating"), 1) << probe().output();
+        EXPECT_EQ(count("ended"), 1);
+    }
+}
+
+TEST_F(ApplicationTest, WithoutAnyTrayThePanelIsAWindowAndSaysSoOnce) {
+    startProbe({"--notice"});
+    ASSERT_TRUE(says("no status area"));
+    ASSERT_TRUE(says("all controls"));
+    press("Escape");
+    ASSERT_TRUE(says("panel closed"));
+    // A tray that comes later gets the icon all the same.
+    startTray();
+    EXPECT_TRUE(clickIconUntil("clicked"));
+    EXPECT_EQ(count("no status area"), 1);
+}
+
+TEST_F(ApplicationTest, NeedsNoSessionBus) {
+    environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=" + path("nowhere").string();
+    startTray();
+    startProbe({});
+    openPanel();
+}
+
+TEST_F(ApplicationTest, ASecondStartBringsTheFirstForward) {
+    startProbe({});
+    ASSERT_TRUE(says("launched"));
+    ChildProcess second({QUILLON_SHELL_PROBE}, environment);
+    EXPECT_EQ(second.waitForEnd(), 0);
+    EXPECT_EQ(second.output(), "runs already\n");
+    EXPECT_TRUE(says("reopened"));
+    EXPECT_TRUE(says("all controls"));
+}
+
+TEST_F(ApplicationTest, AKilledOneIsInNobodysWay) {
+    startProbe({});
+    ASSERT_TRUE(says("launched"));
+    probe().signal(SIGKILL);
+    ASSERT_TRUE(probe().waitForEnd());
+    startProbe({});
+    EXPECT_TRUE(says("launched"));
+}
+
+TEST_F(ApplicationTest, TheQuestionReturnsWhatWasTyped) {
+    startProbe({"--ask"});
+    ASSERT_TRUE(says("focus Wi-Fi address (fallback)"));
+    type("10.0.0.7");  // over the text that is selected
+    press("Return");
+    EXPECT_TRUE(says("answer 10.0.0.7"));
+}
+
+TEST_F(ApplicationTest, EscapeAnswersTheQuestionWithNothing) {
+    startProbe({"--ask"});
+    ASSERT_TRUE(says("focus Wi-Fi address (fallback)"));
+    press("Escape");
+    EXPECT_TRUE(says("answer -"));
+}
+
+TEST_F(ApplicationTest, TheLogIsOpenedByTheDesktopsProgram) {
+    std::filesystem::create_directory(path("bin"));
+    const auto opener = path("bin") / "xdg-open";
+    std::ofstream(opener) << "#!/bin/sh\necho \"opened $1\" >" << path("opened").string() << "\n";
+    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+    environment["PATH"] = path("bin").string() + ":" + std::getenv("PATH");
+    startTray();
+    startProbe({});
+    openPanel();
+    click(controls().find("Log")->second);
+    ASSERT_TRUE(says("change openLog"));
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path("opened")); }));
+    ASSERT_TRUE(eventually([&] { return std::filesystem::file_size(path("opened")) > 0; }));
+    std::string line;
+    std::ifstream file(path("opened"));
+    std::getline(file, line);
+    EXPECT_EQ(line, "opened " + (path("Library/Logs/Quillon.log")).string());
+}
+
+TEST_F(ApplicationTest, AnOpenerThatFailsIsTold) {
+    std::filesystem::create_directory(path("bin"));
+    const auto opener = path("bin") / "xdg-open";
+    std::ofstream(opener) << "#!/bin/sh\nexit 3\n";
+    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+    environment["PATH"] = path("bin").string() + ":" + std::getenv("PATH");
+    startTray();
+    startProbe({});
+    openPanel();
+    click(controls().find("Log")->second);
+    ASSERT_TRUE(says("[Quillon] cannot open " + path("Library/Logs/Quillon.log").string()));
+    EXPECT_TRUE(
+        eventually([&] { return std::system("xdotool search --name '^Quillon$' >/dev/null 2>&1") == 0; }));
+}
+
+/// The screen saver of a desktop, as the wake lock finds it on the bus.
+class ScreenSaver {
+  public:
+    explicit ScreenSaver(const std::string& busAddress)
+        : object_(busAddress, QStringLiteral("org.freedesktop.ScreenSaver"),
+                  QStringLiteral("/org/freedesktop/ScreenSaver"),
+                  [this](const QDBusMessage& call, QDBusConnection bus) {
+                      return answer(call, std::move(bus));
+                  }) {}
+
+    int held = 0;
+    std::string reason;
+
+  private:
+    bool answer(const QDBusMessage& call, QDBusConnection bus) {
+        if (call.member() == QLatin1String("Inhibit")) {
+            reason = call.arguments().value(1).toString().toStdString();
+            ++held;
+            bus.send(call.createReply(42U));
+        } else if (call.member() == QLatin1String("UnInhibit") && call.arguments().value(0).toUInt() == 42U) {
+            --held;
+            bus.send(call.createReply());
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    BusObject object_;
+};
+
+TEST_F(ApplicationTest, TheWakeLockInhibitsTheDesktopsScreenSaver) {
+    ScreenSaver saver(busAddress());
+    startProbe({"--keep-awake"});
+    ASSERT_TRUE(eventually([&] { return saver.held == 1; }));
+    EXPECT_EQ(saver.reason, "Quillon streaming");
+    probe().signal(SIGTERM);
+    EXPECT_TRUE(eventually([&] { return saver.held == 0; }));
+    EXPECT_EQ(probe().waitForEnd(), 0);
+}
+
+TEST_F(ApplicationTest, TheWakeLockInhibitsAScreenSaverThatStartsLater) {
+    startProbe({"--keep-awake"});
+    ASSERT_TRUE(says("timer fired"));
+    ScreenSaver saver(busAddress());
+    EXPECT_TRUE(eventually([&] { return saver.held == 1; }));
+}
+
+}  // namespace
+}  // namespace quillon::testing
