@@ -54,7 +54,7 @@ MacPanel::~MacPanel() {
 
 void MacPanel::show(const PanelContent& content) {
     NSView* const anchor = anchor_();
-    if (anchor == nil) return;
+    if (anchor.window == nil) return;  // the popover takes nothing else
     [NSApp activate];
     [parts_->view show:content];
     if (!isShown()) {

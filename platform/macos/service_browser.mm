@@ -119,10 +119,17 @@ ServiceBrowser::Service describe(NSNetService* service) {
 }
 
 - (void)netServiceBrowser:(NSNetServiceBrowser*)browser
+         didRemoveService:(NSNetService*)service
+               moreComing:(BOOL)moreComing {
+    [_found removeObject:service];
+}
+
+- (void)netServiceBrowser:(NSNetServiceBrowser*)browser
              didNotSearch:(NSDictionary<NSString*, NSNumber*>*)error {
     _callbacks.onNotSearching(quillon::plainText(error.description));
 }
 
+// Comes again when a further address is known.
 - (void)netServiceDidResolveAddress:(NSNetService*)service {
     _callbacks.onResolved(quillon::describe(service));
 }

@@ -33,7 +33,6 @@ std::optional<Value> geometry(AXUIElementRef element, NSString* name, AXValueTyp
 std::vector<Owned<AXUIElementRef>> windowsOf(pid_t process) {
     const Owned<AXUIElementRef> application(AXUIElementCreateApplication(process));
     if (!application) return {};
-    AXUIElementSetMessagingTimeout(application.get(), kAnswerLimit);
     const Owned<CFTypeRef> list = attribute(application.get(), @"AXWindows");
     if (!list || CFGetTypeID(list.get()) != CFArrayGetTypeID()) return {};
     const auto array = static_cast<CFArrayRef>(list.get());
@@ -48,6 +47,9 @@ std::vector<Owned<AXUIElementRef>> windowsOf(pid_t process) {
 
 std::vector<Windows::Window> MacWindows::all() {
     windows_.clear();
+    // Said of the whole system it holds for all questions of this process.
+    const Owned<AXUIElementRef> everything(AXUIElementCreateSystemWide());
+    AXUIElementSetMessagingTimeout(everything.get(), kAnswerLimit);
     std::vector<Window> found;
     @autoreleasepool {
         for (NSRunningApplication* each in NSWorkspace.sharedWorkspace.runningApplications) {

@@ -37,7 +37,7 @@ declare -A QUILLON_PACKAGES=(
 
     # Type-checking for the Mac. Clang 16 knows less of today's Objective-C++, and Clang 14 none of its C++
     # library.
-    [macos]="clang-19 libc++-19-dev python3"
+    [macos]="clang-19 libc++-19-dev gcc libc6-dev python3 git libusbmuxd-dev libgtest-dev libgmock-dev"
 )
 
 # install_packages PURPOSE...: installs what is missing; asks nothing. Leaves apt alone when

@@ -19,6 +19,7 @@ Boolean AXIsProcessTrusted(void);
 Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options);
 
 AXUIElementRef AXUIElementCreateApplication(pid_t process);
+AXUIElementRef AXUIElementCreateSystemWide(void);
 AXError AXUIElementSetMessagingTimeout(AXUIElementRef element, float seconds);
 AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef* value);
 AXError AXUIElementSetAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef value);

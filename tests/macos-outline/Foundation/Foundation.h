@@ -104,6 +104,7 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>
 - (void)addObject:(ObjectType)object;
+- (void)removeObject:(ObjectType)object;
 - (void)removeAllObjects;
 @end
 
@@ -201,6 +202,9 @@ extern NSRunLoopMode const NSRunLoopCommonModes;
              didNotSearch:(NSDictionary<NSString*, NSNumber*>*)error;
 - (void)netServiceBrowser:(NSNetServiceBrowser*)browser
            didFindService:(NSNetService*)service
+               moreComing:(BOOL)moreComing;
+- (void)netServiceBrowser:(NSNetServiceBrowser*)browser
+         didRemoveService:(NSNetService*)service
                moreComing:(BOOL)moreComing;
 @end
 
