@@ -17,26 +17,28 @@ constexpr int kReferenceQp = 26;
 constexpr double kKeyGain = 0.7;
 constexpr double kChangeGainUp = 0.5;
 constexpr double kChangeGainDown = 0.2;
-constexpr double kSlopeGain = 0.4;
+constexpr double kSlopeGain = 0.1;  // for each step between two sizes
 constexpr double kFlattestSlope = 1.0 / 20;
 constexpr double kSteepestSlope = 1.0 / 5;
 constexpr double kLeastBits = 2000;  // smaller frames are all overhead and teach nothing
 
 // The first guesses, for each grey level of a macroblock (see PictureContent).
 constexpr double kKeyBits = 60;
-constexpr double kKeyStepsToHalve = 13;
+constexpr double kKeyStepsToHalve = 8;
 constexpr double kChangeBits = 2;
 constexpr double kChangeStepsToHalve = 8;
 /// A refinement costs about so many times the difference between two key frames.
 constexpr double kRefinementFactor = 1.3;
-/// A frame whose quantiser fell is larger than those that follow; it is believed only so far.
-constexpr double kMostAfterFall = 1.5;
+/// In movement such a frame is harder to foresee: of what it costs, so much of a surprise is believed.
+constexpr double kImprovementFactor = 2;
+constexpr double kImprovementGain = 0.5;
 
 // The largest frames, in seconds of the bit rate: they are what a user waits for on a link that is just
 // fast enough. The first key frame is a guess and small, so that it is there soon.
 constexpr double kLargestFirstFrame = 0.12;
 constexpr double kLargestKeyFrame = 0.5;
 constexpr double kLargestRefinement = 0.17;
+constexpr double kLargestImprovement = 0.25;
 constexpr double kGrowthAtRest = 0.25;  // a second
 /// On a link that is known to be too slow for the bit rate: so many seconds of the link.
 constexpr double kLongestOnLink = 0.07;
@@ -53,29 +55,34 @@ constexpr int kStepOfWhole = 1;
 constexpr int kStepOfPart = 2;
 constexpr int kStepOfRefinement = 4;
 // In movement. Sizes answer to the quantiser by a factor of 2 in 3 to 12 steps; so it rises and falls
-// with caution, and by more than kRise only when frames are several times too large.
-constexpr double kStepsOfRise = 5;
-constexpr double kStepsOfFall = 4;
+// with caution, and by more than kRise only when frames are several times too large. A fall of more than
+// kMostFall improves a single picture.
 constexpr int kRise = 2;
 constexpr int kMostFall = 3;
-constexpr double kEmergency = -1.3;  // log2
+constexpr double kEmergency = 2.5;  // times the size that could go on
 /// Where a movement begins at least: how well it can be predicted shows only then.
 constexpr int kFirstMovingQp = 14;
-/// Nobody sees more in what moves.
-constexpr int kFinestMovingQp = 4;
+/// Here movement looks as it will at rest.
+constexpr int kFinestMovingQp = 2;
 /// In movement a key frame is so much finer than its neighbours, which build on it.
-constexpr int kFinerKey = 2;
+constexpr int kFinerKey = 3;
+/// How fast the quantiser of its neighbours is forgotten for that: one picture must not decide it.
+constexpr double kUsualGain = 0.1;
 // In movement frames are planned with this share of the bit rate, and get at least that share of an even
 // distribution while the bit rate itself holds.
-constexpr double kShareOfMovement = 0.95;
+constexpr double kShareOfMovement = 0.96;
 constexpr double kLeastShare = 0.6;
+/// Less than this saves hardly a bit and destroys what all later frames build on.
+constexpr double kFloorShare = 0.1;
+/// So much of what was improved is lost with each picture that moves whole.
+constexpr double kLossInMovement = 0.05;
 
 }  // namespace
 
 SizeModel::SizeModel(double bitsPerUnit, double stepsToHalve)
     : level_(std::log2(bitsPerUnit) + kReferenceQp / stepsToHalve), slope_(1 / stepsToHalve) {}
 
-double SizeModel::bits(double content, int qp) const {
+double SizeModel::bits(double content, double qp) const {
     return content * std::exp2(level_ - slope_ * qp);
 }
 
@@ -85,7 +92,8 @@ void SizeModel::learn(double content, int qp, double bits, Learn what, double ga
     if (what == Learn::levelAndSlope && lastQp_ >= 0 && std::abs(qp - lastQp_) >= 2) {
         const double seen =
             std::clamp((lastLogBits_ - logBits) / (qp - lastQp_), kFlattestSlope, kSteepestSlope);
-        const double slope = slope_ + kSlopeGain * (seen - slope_);
+        const double trust = std::min(1.0, std::abs(qp - lastQp_) * kSlopeGain);
+        const double slope = slope_ + trust * (seen - slope_);
         level_ += (slope - slope_) * lastQp_;  // turns about the last point seen
         slope_ = slope;
     }
@@ -103,17 +111,18 @@ void SentBits::advance(int64_t time) {
     now_ = now;
 }
 
-/// Calls `visit(left, pictures)` for the end of each slot of the coming second: the bits that the past
-/// and the reserve leave for what begins now, and how many pictures follow until then.
+/// Calls `visit(left, pictures)` for the end of each slot until what begins now is forgotten: the bits
+/// that the past and the reserve leave for it, and how many pictures follow until then.
 template <typename Visit>
 void SentBits::lookAhead(const Plan& plan, Visit visit) const {
+    const int64_t reserved = plan.reservedAt / (kSecond / kSlots);
     double old = 0;
-    for (const double bits : slots_) old += bits;
-    for (int passed = 1; passed <= kSlots; ++passed) {
-        const bool reserves = time_ + passed * kSecond / kSlots > plan.reservedAt;
-        const double left = perSecond_ - old - (reserves ? plan.reserved : 0);
-        visit(left, std::max(0.0, plan.pace * passed / kSlots - 1));
-        old -= slots_[static_cast<size_t>((now_ + passed) % kSlots)];
+    for (int64_t slot = now_ - kWindow + 1; slot <= now_; ++slot) old += bitsOf(slot);
+    for (int passed = 1; passed <= kWindow; ++passed) {
+        const bool reserves = now_ + passed > reserved;
+        visit(perSecond_ - old - (reserves ? plan.reserved : 0),
+              std::max(0.0, plan.pace * passed / kWindow - 1));
+        old -= bitsOf(now_ - kWindow + passed);
     }
 }
 
@@ -142,7 +151,8 @@ RateController::RateController(int bitrate, int fps, int macroblocks)
       sent_(bitrate_),
       keySizes_(kKeyBits, kKeyStepsToHalve),
       changeSizes_(kChangeBits, kChangeStepsToHalve),
-      refinementFactor_(kRefinementFactor) {}
+      refinementFactor_(kRefinementFactor),
+      improvementFactor_(kImprovementFactor) {}
 
 void RateController::setLink(double bitsPerSecond) {
     link_ = bitsPerSecond;
@@ -172,8 +182,8 @@ int RateController::chooseForKey(const Request& request) const {
     const double most = largest(hasKey_ ? kLargestKeyFrame : kLargestFirstFrame);
     SentBits::Plan plan = planFor(request);
     plan.reserved = 0;
-    for (int qp = moves ? std::max(kFinestMovingQp, movementQp_ - kFinerKey) : kFinestQp; qp < kCoarsestQp;
-         ++qp) {
+    if (moves) plan.following = changeBits(request, movementQp_);
+    for (int qp = moves ? keyQp() : kFinestQp; qp < kCoarsestQp; ++qp) {
         plan.now = keySizes_.bits(request.content.detail, qp);
         if (plan.now <= most && sent_.allows(plan, 1)) return qp;
     }
@@ -192,23 +202,55 @@ int RateController::chooseAtRest(const Request& request) const {
     return kCoarsestQp;
 }
 
+/// A quantiser that can be kept up; but when that leaves many bits, a single picture is improved with them,
+/// and what stands or only moves keeps that. They are left at the start, and halfway between two key
+/// frames, when the second of the last one is over and that of the next has not begun.
 int RateController::chooseInMovement(const Request& request) const {
+    const int base = chooseToGoOn(request);
+    if (!moved_ || base > movementQp_) return base;
+    SentBits::Plan plan = planFor(request);
+    plan.following = changeBits(request, movementQp_);
+    const double most = largest(kLargestImprovement);
+    for (int qp = kFinestMovingQp; qp < std::min<double>(movementQp_, reachedQp_) - kMostFall; ++qp) {
+        plan.now = changeBits(request, qp) + improvementBits(request, qp);
+        if (plan.now <= most && sent_.allows(plan, kShareOfMovement)) return qp;
+    }
+    return base;
+}
+
+int RateController::chooseToGoOn(const Request& request) const {
     const double affordable = affordableInMovement(request);
-    const double change = expectedChange(request.content);
     if (!moved_) {
         int qp = std::max(kFirstMovingQp, settledQp_);
-        while (qp < kCoarsestQp && changeSizes_.bits(change, qp) > affordable) ++qp;
+        while (qp < kCoarsestQp && changeBits(request, qp) > affordable) ++qp;
         return qp;
     }
-    const double surplus = std::log2(affordable / changeSizes_.bits(change, movementQp_));
-    if (surplus < 0) {
-        const int rise = static_cast<int>(std::ceil(-surplus * kStepsOfRise));
-        return std::min(kCoarsestQp, movementQp_ + (surplus < kEmergency ? rise : std::min(rise, kRise)));
+    int qp = movementQp_;
+    while (qp < kCoarsestQp && changeBits(request, qp) > affordable) ++qp;
+    if (qp > movementQp_) {
+        const bool isEmergency = affordable * kEmergency < changeBits(request, movementQp_);
+        return isEmergency ? qp : std::min(qp, movementQp_ + kRise);
     }
+    return chooseFall(request, affordable);
+}
+
+/// The quantiser falls when both fit: the frame that improves all that was there, and those that follow.
+int RateController::chooseFall(const Request& request, double affordable) const {
     const bool isWhole = request.content.changedMacroblocks >= kWholeShare * macroblocks_;
-    const int fall = static_cast<int>(surplus * kStepsOfFall);
-    if (fall < (isWhole ? kStepOfWhole : kStepOfPart)) return movementQp_;
-    return std::max(kFinestMovingQp, movementQp_ - std::min(fall, kMostFall));
+    const int nearest = movementQp_ - (isWhole ? kStepOfWhole : kStepOfPart);
+    SentBits::Plan plan = planFor(request);
+    for (int qp = std::max(kFinestMovingQp, movementQp_ - kMostFall); qp <= nearest; ++qp) {
+        plan.following = changeBits(request, qp);
+        const double improvement = improvementBits(request, qp);
+        plan.now = plan.following + improvement;
+        // Twice in a row nobody would know what goes on costs at the new quantiser.
+        if (improved_ && improvement > 0) continue;
+        if (plan.following <= affordable && plan.now <= largest(kLargestImprovement) &&
+            sent_.allows(plan, kShareOfMovement)) {
+            return qp;
+        }
+    }
+    return movementQp_;
 }
 
 /// The size of a frame that could go on, a little below the limit so that a surprise does not starve
@@ -218,44 +260,85 @@ double RateController::affordableInMovement(const Request& request) const {
     const double calm = sent_.largestSteadyFrame(plan, kShareOfMovement);
     const double hard = sent_.largestSteadyFrame(plan, 1);
     const double least = kLeastShare * (bitrate_ - plan.reserved) / fps_;
-    return std::max({1.0, calm, std::min(hard, least)});
+    return std::max({calm, std::min(hard, least), kFloorShare * bitrate_ / fps_});
 }
 
 void RateController::encoded(const Request& request, int qp, double bits) {
     const PictureContent& content = request.content;
     sent_.advance(request.time);
     sent_.add(bits);
-    const double refinement = refinementBits(content, qp);
-    if (request.kind == Kind::key) {
+    const bool isKey = request.kind == Kind::key;
+    if (isKey) {
         keySizes_.learn(content.detail, qp, bits, SizeModel::Learn::levelAndSlope, kKeyGain);
         hasKey_ = true;
-    } else if (!isMoving(request) && refinement > 0) {
-        const double predicted = refinement + changeSizes_.bits(content.change, qp);
-        refinementFactor_ = std::clamp(refinementFactor_ * std::clamp(bits / predicted, 0.5, 2.0), 0.2, 4.0);
-    } else if (content.changedMacroblocks > 0) {
-        const double change = expectedChange(content);
-        const double predicted = changeSizes_.bits(change, qp);
-        const double most = qp < settledQp_ ? kMostAfterFall * predicted : bits;
-        changeSizes_.learn(change, qp, std::min(bits, most), SizeModel::Learn::level,
-                           bits > predicted ? kChangeGainUp : kChangeGainDown);
-        usualChange_ += kChangeGainDown * (content.change - usualChange_);
+    } else if (isMoving(request)) {
+        learnMovement(request, qp, bits);
+    } else {
+        learnAtRest(request, qp, bits);
     }
-    // After a coarse key frame those that build on it improve it step by step, not at once.
-    movementQp_ = request.kind == Kind::change || !moved_ ? qp : std::max(qp, movementQp_);
+    // What fell by more than a step of movement is one improved picture. And after a coarse key frame
+    // those that build on it improve it step by step, not at once.
+    const bool improvesOnce = moved_ && qp < movementQp_ - kMostFall;
+    improved_ = !isKey && improvementBits(request, qp) > 0;
+    if (isKey && moved_) {
+        movementQp_ = std::max(qp, movementQp_);
+    } else if (!improvesOnce) {
+        movementQp_ = qp;
+    }
+    if (isKey || qp < reachedQp_) {
+        reachedQp_ = qp;
+    } else {
+        reachedQp_ += kLossInMovement * content.changedMacroblocks / macroblocks_ * (qp - reachedQp_);
+    }
+    const bool goesOn = moved_ && isMoving(request);
+    usualQp_ += (goesOn ? kUsualGain : 1) * (movementQp_ - usualQp_);
     moved_ = isMoving(request);
     if (isLarge(content)) lastLarge_ = request.time;
     lastFrame_ = request.time;
     settledQp_ = qp;
 }
 
+void RateController::learnMovement(const Request& request, int qp, double bits) {
+    const double change = changeBits(request, qp);
+    const double improvement = moved_ ? improvementBits(request, qp) : 0;
+    if (improvement > 0) {
+        const double seen = std::max(bits - change, improvement / 4) / improvement;
+        improvementFactor_ = std::clamp(improvementFactor_ * std::pow(seen, kImprovementGain), 0.2, 6.0);
+    } else {
+        changeSizes_.learn(expectedChange(request.content), qp, bits, SizeModel::Learn::level,
+                           bits > change ? kChangeGainUp : kChangeGainDown);
+        usualChange_ += kChangeGainDown * (request.content.change - usualChange_);
+    }
+}
+
+void RateController::learnAtRest(const Request& request, int qp, double bits) {
+    const PictureContent& content = request.content;
+    const double refinement = refinementBits(content, qp);
+    const double change = changeSizes_.bits(content.change, qp);
+    if (refinement > 0) {
+        refinementFactor_ =
+            std::clamp(refinementFactor_ * std::clamp(bits / (refinement + change), 0.5, 2.0), 0.2, 4.0);
+    } else if (content.changedMacroblocks > 0) {
+        const double predicted = changeBits(request, qp);
+        changeSizes_.learn(expectedChange(content), qp, bits, SizeModel::Learn::level,
+                           bits > predicted ? kChangeGainUp : kChangeGainDown);
+        usualChange_ += kChangeGainDown * (content.change - usualChange_);
+    }
+}
+
 bool RateController::canRefine(const Request& request) {
+    if (isMoving(request)) return false;
     const int qp = choose(request);
     return qp <= settledQp_ - kStepOfRefinement || (qp < settledQp_ && qp <= kFinestQp);
 }
 
+/// The finest quantiser of the next key frame if the movement goes on.
+int RateController::keyQp() const {
+    return std::max(kFinestQp, static_cast<int>(std::lround(usualQp_)) - kFinerKey);
+}
+
 SentBits::Plan RateController::planFor(const Request& request) const {
-    const int keyQp = std::max(kFinestQp, movementQp_ - kFinerKey);
-    const double key = keySizes_.bits(request.content.detail, keyQp);
+    const double key = keySizes_.bits(request.content.detail, keyQp());
     return {
         .pace = fps_, .reserved = std::min(key, largest(kLargestKeyFrame)), .reservedAt = request.nextKey};
 }
@@ -266,6 +349,17 @@ double RateController::refinementBits(const PictureContent& content, int qp) con
     const double still = 1 - content.changedMacroblocks / macroblocks_;
     return still * refinementFactor_ *
            (keySizes_.bits(content.detail, qp) - keySizes_.bits(content.detail, settledQp_));
+}
+
+/// What a picture in movement costs when all that was there before is improved to `qp`.
+double RateController::improvementBits(const Request& request, int qp) const {
+    if (qp >= reachedQp_) return 0;
+    const double detail = request.content.detail;
+    return improvementFactor_ * (keySizes_.bits(detail, qp) - keySizes_.bits(detail, reachedQp_));
+}
+
+double RateController::changeBits(const Request& request, int qp) const {
+    return changeSizes_.bits(expectedChange(request.content), qp);
 }
 
 /// The change that a frame's size goes with. How fast something moves matters little to its size, but a

@@ -16,7 +16,7 @@ class SizeModel {
     /// Bits for one unit of content at quantiser 26, and how many steps of the quantiser halve them.
     SizeModel(double bitsPerUnit, double stepsToHalve);
 
-    double bits(double content, int qp) const;
+    double bits(double content, double qp) const;
 
     enum class Learn { level, levelAndSlope };
     /// `gain` is how much of the surprise is believed, 0 to 1.
@@ -53,8 +53,12 @@ class SentBits {
     double largestSteadyFrame(const Plan& plan, double share) const;
 
   private:
-    static constexpr int kSlots = 32;  ///< in a second
+    static constexpr int kSlots = 120;  ///< in a second
+    /// Looked at at once: less by half a picture of 30 a second, because they do not come quite evenly.
+    static constexpr int kWindow = kSlots - 2;
     static constexpr int64_t kSecond = 1'000'000;
+
+    double bitsOf(int64_t slot) const { return slots_[static_cast<size_t>((slot + kSlots) % kSlots)]; }
 
     template <typename Visit>
     void lookAhead(const Plan& plan, Visit visit) const;
@@ -71,8 +75,9 @@ class SentBits {
 ///
 /// Two things make a quantiser that falls expensive: x264 skips a still macroblock unread only while the
 /// quantiser does not fall, and a finer quantiser encodes all that is still or only moves once more. So
-/// it falls in deliberate steps: with a key frame, little by little in movement, and at once when the
-/// screen has come to rest, which is what makes a still picture sharp.
+/// it falls in deliberate steps: with a key frame, little by little in movement, for a single picture when
+/// a second has bits left, and at once when the screen has come to rest, which is what makes a still
+/// picture sharp.
 class RateController {
   public:
     // What it chooses from; the finest is that of a picture at rest.
@@ -111,9 +116,16 @@ class RateController {
     int chooseForKey(const Request& request) const;
     int chooseAtRest(const Request& request) const;
     int chooseInMovement(const Request& request) const;
+    int chooseToGoOn(const Request& request) const;
+    int chooseFall(const Request& request, double affordable) const;
+    void learnMovement(const Request& request, int qp, double bits);
+    void learnAtRest(const Request& request, int qp, double bits);
     double affordableInMovement(const Request& request) const;
+    int keyQp() const;
     SentBits::Plan planFor(const Request& request) const;
     double refinementBits(const PictureContent& content, int qp) const;
+    double improvementBits(const Request& request, int qp) const;
+    double changeBits(const Request& request, int qp) const;
     double expectedChange(const PictureContent& content) const;
     bool isLarge(const PictureContent& content) const;
     bool isMoving(const Request& request) const;
@@ -133,14 +145,18 @@ class RateController {
     SizeModel keySizes_;
     SizeModel changeSizes_;
     double refinementFactor_;
+    double improvementFactor_;
     double usualChange_ = 0;
     bool hasKey_ = false;
 
-    bool moved_ = false;            ///< the last frame was movement
-    int movementQp_ = kCoarsestQp;  ///< that of the last frame that was no key frame in movement
-    int settledQp_ = kCoarsestQp;   ///< that of the last frame
-    int64_t lastFrame_ = 0;         ///< time of the last frame
-    int64_t lastLarge_ = 0;         ///< time of the last large change
+    bool moved_ = false;              ///< the last frame was movement
+    int movementQp_ = kCoarsestQp;    ///< that of the last frame that was no key frame in movement
+    double usualQp_ = kCoarsestQp;    ///< that of movement, smoothed
+    bool improved_ = false;           ///< the last frame read again what only moved
+    double reachedQp_ = kCoarsestQp;  ///< what stands or only moves has about this quality
+    int settledQp_ = kCoarsestQp;     ///< that of the last frame
+    int64_t lastFrame_ = 0;           ///< time of the last frame
+    int64_t lastLarge_ = 0;           ///< time of the last large change
 };
 
 }  // namespace quillon

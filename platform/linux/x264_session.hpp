@@ -24,7 +24,7 @@ class X264Session {
     ByteView pps() const { return pps_; }
 
     // The quantisers that there are.
-    static constexpr int kFinestQp = 2;  ///< near lossless
+    static constexpr int kFinestQp = 1;  ///< near lossless
     static constexpr int kCoarsestQp = 51;
 
     enum class FrameType { key, delta };

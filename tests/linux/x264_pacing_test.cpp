@@ -203,6 +203,37 @@ TEST(RateControllerTest, MotionIsNeverStarved) {
     EXPECT_GT(*std::min_element(frames.begin() + 60, frames.end()), 18'000'000 / 30.0 / 5);
 }
 
+TEST(RateControllerTest, TheStartOfAMotionLeavesBitsForItsSecond) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    const auto frames = runMotion(rate, {}, 30, 60, kMacroblocks);
+    EXPECT_GT(*std::min_element(frames.begin() + 1, frames.end()), 18'000'000 / 30.0 / 10);
+}
+
+TEST(RateControllerTest, BitsLeftBetweenTwoKeyFramesImproveOnePicture) {
+    constexpr int kMacroblocks = 12288;
+    constexpr int kUsualQp = 14;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    const PictureContent content{kMacroblocks, 10.0 * kMacroblocks, 8.0 * kMacroblocks};
+    const auto at = [&](int frame) {
+        const bool key = frame % 60 == 0;
+        return RateController::Request{.kind = key ? RateController::Kind::key : RateController::Kind::change,
+                                       .time = frame * kSecond / 30,
+                                       .nextKey = (frame / 60 + 1) * 2 * kSecond,
+                                       .content = content};
+    };
+    for (int frame = 0; frame <= 120; ++frame) rate.encoded(at(frame), kUsualQp, frame % 60 ? 385'000 : 4e6);
+    std::vector<int> improved;
+    for (int frame = 121; frame < 180; ++frame) {
+        const int qp = rate.choose(at(frame));
+        EXPECT_LE(qp, kUsualQp + 1) << frame;
+        const bool improves = qp < kUsualQp - 3;
+        if (improves) improved.push_back(frame);
+        rate.encoded(at(frame), improves ? qp : kUsualQp, improves ? 3'500'000 : 385'000);
+    }
+    EXPECT_EQ(improved, std::vector<int>{150});
+}
+
 TEST(RateControllerTest, ASlowLinkBoundsSecondsAndKeyFrames) {
     constexpr int kMacroblocks = 12288;
     RateController rate(18'000'000, 30, kMacroblocks);
