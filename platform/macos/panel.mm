@@ -39,6 +39,15 @@ class MacPanel::Parts {
         popover.delegate = watch;
     }
 
+    /// The popover takes the size that the content wants.
+    void show(const PanelContent& content) const {
+        [view show:content];
+        const NSSize size = view.fittingSize;
+        if (size.width != popover.contentSize.width || size.height != popover.contentSize.height) {
+            popover.contentSize = size;
+        }
+    }
+
     QuillonPanelView* const view;
     QuillonPopoverWatch* const watch;  // the popover does not hold it
     NSPopover* const popover = [NSPopover new];
@@ -56,7 +65,7 @@ void MacPanel::show(const PanelContent& content) {
     NSView* const anchor = anchor_();
     if (anchor.window == nil) return;  // the popover takes nothing else
     [NSApp activate];
-    [parts_->view show:content];
+    parts_->show(content);
     if (!isShown()) {
         [parts_->popover showRelativeToRect:anchor.bounds ofView:anchor preferredEdge:NSRectEdgeMinY];
     }
@@ -64,7 +73,7 @@ void MacPanel::show(const PanelContent& content) {
 }
 
 void MacPanel::update(const PanelContent& content) {
-    if (isShown()) [parts_->view show:content];
+    if (isShown()) parts_->show(content);
 }
 
 void MacPanel::close() {

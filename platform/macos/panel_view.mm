@@ -33,9 +33,18 @@ NSColor* colorOf(PanelContent::Dot dot) {
     return NSColor.systemGrayColor;
 }
 
+/// One line.
 NSTextField* label(const std::string& text, NSColor* color) {
+    NSTextField* const field = [NSTextField labelWithString:systemText(text)];
+    field.textColor = color;
+    return field;
+}
+
+/// As many lines as it takes.
+NSTextField* paragraph(const std::string& text, NSColor* color) {
     NSTextField* const field = [NSTextField wrappingLabelWithString:systemText(text)];
     field.textColor = color;
+    field.preferredMaxLayoutWidth = kWidth - 2 * kMargin;
     return field;
 }
 
@@ -128,14 +137,14 @@ PanelContent withoutHeader(PanelContent content) {
 
     _dot = label("●", NSColor.labelColor);
     _dot.font = [NSFont systemFontOfSize:kDotSize];
-    _status = label("", NSColor.labelColor);
-    _statistics = label("", NSColor.secondaryLabelColor);
+    _status = paragraph("", NSColor.labelColor);
+    _statistics = paragraph("", NSColor.secondaryLabelColor);
     [self addArrangedSubview:line(@[
               heading(content.title), _dot, spring(), [self button:content.streamButton]
           ])];
     [self addArrangedSubview:_status];
     [self addArrangedSubview:_statistics];
-    if (!content.notice.empty()) [self addArrangedSubview:label(content.notice, NSColor.labelColor)];
+    if (!content.notice.empty()) [self addArrangedSubview:paragraph(content.notice, NSColor.labelColor)];
 
     for (const PanelRow& row : content.rows) [self addRow:row];
     for (const PanelSwitch& each : content.switches) {
@@ -180,7 +189,7 @@ PanelContent withoutHeader(PanelContent content) {
     }
     [self addArrangedSubview:line(title)];
     if (row.pills.empty()) {
-        [self addArrangedSubview:label(row.note, NSColor.secondaryLabelColor)];
+        [self addArrangedSubview:paragraph(row.note, NSColor.secondaryLabelColor)];
     } else {
         [self addPills:row];
     }
@@ -280,7 +289,10 @@ PanelContent withoutHeader(PanelContent content) {
 - (void)chooseSegment:(NSSegmentedControl*)sender {
     const auto report = _report;
     const PanelChange change = _changes.at(static_cast<size_t>(sender.tag + sender.selectedSegment));
-    if (_shown) [self build:*_shown];  // the choice shows when the next content says so
+    if (_shown) {  // the choice shows when the next content says so
+        [self build:*_shown];
+        [self showHeader:*_shown];
+    }
     report(change);
 }
 

@@ -33,7 +33,7 @@ MULTIARCH = subprocess.run(["gcc", "-print-multiarch"], capture_output=True, tex
 COMPILER = [
     "clang++-19", "-target", "arm64-apple-macos14", "-std=c++20", "-fsyntax-only", "-fno-color-diagnostics",
     # What this machine's C library expects of a compiler for its own system.
-    "-U__nonnull", "-D_DEFAULT_SOURCE",
+    "-U__nonnull", "-D_DEFAULT_SOURCE", "-D_XOPEN_SOURCE=700",
     "-nostdinc", "-isystem", f"{LIBRARY}/include/c++/v1", "-isystem", f"{OUTLINE}/libc",
     "-isystem", f"{LIBRARY}/lib/clang/19/include", "-isystem", OUTLINE,
     "-isystem", f"/usr/include/{MULTIARCH}", "-isystem", "/usr/include", "-I.",

@@ -189,6 +189,8 @@ typedef enum : NSInteger { NSSegmentDistributionFillEqually = 2 } NSSegmentDistr
 @interface NSTextField : NSControl
 @property(nullable, copy) NSString* placeholderString;
 @property(nullable, copy) NSColor* textColor;
+@property CGFloat preferredMaxLayoutWidth;
++ (instancetype)labelWithString:(NSString*)text;
 + (instancetype)wrappingLabelWithString:(NSString*)text;
 @end
 
@@ -281,6 +283,7 @@ typedef enum : NSInteger { NSPopoverBehaviorTransient = 1 } NSPopoverBehavior;
 @property(nullable, weak) id<NSPopoverDelegate> delegate;
 @property(nullable, strong) NSViewController* contentViewController;
 @property NSPopoverBehavior behavior;
+@property NSSize contentSize;
 @property(readonly, getter=isShown) BOOL shown;
 - (void)showRelativeToRect:(NSRect)place ofView:(NSView*)view preferredEdge:(NSRectEdge)edge;
 - (void)close;
