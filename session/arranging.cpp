@@ -137,13 +137,15 @@ void Session::panelChanged() {
             Log::write("scaling: " + std::string(namesOf(suited).logName) + " (automatic, panel reported)");
         }
     }
-    // A second report does not cut short the time that the first one gives the desktop.
-    const bool settles = config_.virtualSize() != before || reconfigureTimer_;
-    reconfigureTimer_ = loop_.addTimer(settles ? kDesktopSettles : Duration::zero(), RunLoop::Repeat::once,
-                                       [this, ticket = ticket_] {
-                                           reconfigureTimer_.reset();
-                                           if (isCurrent(ticket)) reconfigureForPanel();
-                                       });
+    reconfigureAfter(config_.virtualSize() != before ? kDesktopSettles : Duration::zero());
+}
+
+void Session::reconfigureAfter(Duration pause) {
+    if (reconfigureTimer_) pause = kDesktopSettles;  // the desktop keeps the time that it was given before
+    reconfigureTimer_ = loop_.addTimer(pause, RunLoop::Repeat::once, [this, ticket = ticket_] {
+        reconfigureTimer_.reset();
+        if (isCurrent(ticket)) reconfigureForPanel();
+    });
 }
 
 void Session::reconfigureForPanel() {
@@ -187,8 +189,13 @@ Scaling Session::scalingForThisSession() const {
 
 void Session::useBounds(const Rect& bounds) {
     if (injector_ && injector_->bounds() == bounds) return;
+    const bool isResized = injector_ && (injector_->bounds().width != bounds.width ||
+                                         injector_->bounds().height != bounds.height);
     injector_ = std::make_shared<InputInjector>(platform_.pointer(), bounds);
     if (messages_) messages_->setInjector(injector_);
+    // What capture crops was measured on the display as it was.
+    if (isResized && effectiveScaling_ == Scaling::fill && !reconfigureTimer_)
+        reconfigureAfter(kDesktopSettles);
 }
 
 void Session::followBounds() {

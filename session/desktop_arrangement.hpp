@@ -46,9 +46,6 @@ class DesktopArrangement {
     /// Is a change on its way?
     bool isBusy() const { return changes_ > 0; }
 
-    /// Was the mode selected last one of twice the density?
-    bool hiDPIActive() const { return hiDPIActive_.value_or(false); }
-
     /// Calls `look` every two seconds from now on, so that what something else changed can be set right.
     void startModeEnforcement(std::function<void()> look);
     void stopModeEnforcement() { modeTimer_.reset(); }
@@ -70,7 +67,7 @@ class DesktopArrangement {
     Threads& threads_;
     Displays& displays_;
     std::unique_ptr<Timer> modeTimer_;
-    std::optional<bool> hiDPIActive_;
+    std::optional<bool> hiDPIActive_;     ///< of the mode selected last
     int changes_ = 0;                     ///< on their way
     std::atomic<int> run_ = 0;            ///< a change that belongs to an earlier one is not begun
     std::unique_ptr<SerialQueue> queue_;  ///< made for the first change; last, since its work uses the rest

@@ -158,6 +158,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void usePanel(Size panel);
     void panelReported(const std::string& text);
     void panelChanged();
+    void reconfigureAfter(Duration pause);
     void reconfigureForPanel();
     Task<> reconfigureAsync(Ticket ticket);
     Scaling scalingForThisSession() const;

@@ -367,6 +367,22 @@ TEST_F(ArrangingTest, ThePatternIsDrawnAnewForAnotherPanel) {
     EXPECT_TRUE(machine.screenCapture.requests.empty());
 }
 
+TEST_F(ArrangingTest, AFilledPictureIsCutAnewWhenTheDesktopChangesItsSize) {
+    Session::Config config = extending();
+    config.scalingExplicit = true;
+    config.scaling = Scaling::fill;
+    device->greeting = "Tablet 2 Tablet13,8 x 2388x1668\n";
+    start(config);
+    ASSERT_EQ(machine.screenCapture.requests.back().sourceRect->width, 1600);
+    session->setResolution(1024, 768);
+    ASSERT_TRUE(eventually([&] { return machine.screenCapture.requests.size() == 2; }));
+    EXPECT_EQ(machine.screenCapture.requests.back().sourceRect->width, 1024);
+    run(5s);
+    EXPECT_EQ(machine.screenCapture.requests.size(), 2U);
+    EXPECT_EQ(machine.screenCapture.streams, 1);
+    EXPECT_EQ(links(), 1U);
+}
+
 // --- the place touches are mapped to
 
 TEST_F(ArrangingTest, TouchesFollowTheDisplayThroughEveryChange) {
