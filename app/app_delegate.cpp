@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "app/classic_menu.hpp"
+#include "app/host_lines.hpp"
 #include "base/log.hpp"
 #include "base/text.hpp"
 #include "display/window_mover.hpp"
@@ -19,20 +20,6 @@ constexpr Duration kBetweenAutoRetries = 5s;
 constexpr Duration kRetryPause = 500ms;
 /// Twice the interval of the statistics, which come with frames and not without.
 constexpr Duration kRestAfter = 2s;
-
-std::string textOf(const Session::State& state) {
-    switch (state.kind) {
-        case Session::State::Kind::running:
-            return state.text;
-        case Session::State::Kind::failed:
-            return "Failed: " + state.text;
-        case Session::State::Kind::idle:
-            return "Stopped";
-        case Session::State::Kind::starting:
-            break;
-    }
-    return "Starting…";
-}
 
 }  // namespace
 
@@ -199,7 +186,7 @@ void AppDelegate::retrySession(Duration delay) {
 void AppDelegate::sessionChanged(const Session::State& state) {
     const bool running = state.isRunning();
     const bool failed = state.kind == Session::State::Kind::failed;
-    statusLine_ = textOf(state);
+    statusLine_ = stateText(state);
     Log::write("state: " + statusLine_);
     if (running) {
         didShowFailureAlert_ = false;

@@ -6,19 +6,22 @@
 
 namespace quillon {
 
-std::string stateLine(const SessionState& state) {
-    const std::string area = "[session] ";
+std::string stateText(const SessionState& state) {
     switch (state.kind) {
         case SessionState::Kind::running:
-            return area + state.text;
+            return state.text;
         case SessionState::Kind::failed:
-            return area + "Failed: " + state.text;
+            return "Failed: " + state.text;
         case SessionState::Kind::idle:
-            return area + "Stopped";
+            return "Stopped";
         case SessionState::Kind::starting:
             break;
     }
-    return area + "Starting…";
+    return "Starting…";
+}
+
+std::string stateLine(const SessionState& state) {
+    return "[session] " + stateText(state);
 }
 
 std::string statisticsLine(const SessionStats& stats) {
