@@ -1,8 +1,10 @@
 // Counts how often each thread of a program takes memory from the heap. Preloaded (LD_PRELOAD); the counts
-// stand in the file that QUILLON_ALLOCATIONS names, for others to read at any time: pairs of 64-bit
-// numbers, thread identifier and count, ended by a pair of zeroes.
+// stand in the file that QUILLON_ALLOCATIONS names, for others to read at any time: three 64-bit numbers
+// for each thread, its identifier, how often libxcb took memory, and how often all others did; ended by
+// zeroes. libxcb takes memory for every event and reply that it reads, which its callers cannot change.
 
 #include <fcntl.h>
+#include <link.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 // The C library's own functions under the names that cannot be replaced.
 extern "C" {
@@ -24,7 +27,14 @@ namespace {
 
 struct Slot {
     uint64_t thread;
+    std::atomic<uint64_t> countOfXcb;
     std::atomic<uint64_t> count;
+};
+
+/// Where the code of a library lies.
+struct Range {
+    uintptr_t begin = 0;
+    uintptr_t end = 0;
 };
 
 constexpr size_t kSlots = 1024;
@@ -41,7 +51,27 @@ Slot* mapSlots() {
     return memory == MAP_FAILED ? nullptr : static_cast<Slot*>(memory);
 }
 
-void count() {
+/// That of libxcb; empty when the program does not use it.
+Range findXcb() {
+    Range found;
+    dl_iterate_phdr(
+        [](dl_phdr_info* library, size_t, void* result) {
+            if (!std::strstr(library->dlpi_name, "/libxcb.so")) return 0;
+            for (int i = 0; i < library->dlpi_phnum; ++i) {
+                const auto& part = library->dlpi_phdr[i];
+                if (part.p_type != PT_LOAD || !(part.p_flags & PF_X)) continue;
+                const uintptr_t begin = library->dlpi_addr + part.p_vaddr;
+                *static_cast<Range*>(result) = {begin, begin + part.p_memsz};
+            }
+            return 1;
+        },
+        &found);
+    return found;
+}
+
+/// `caller` is the address that the allocation returns to.
+void count(const void* caller) {
+    static const Range xcb = findXcb();
     static Slot* const slots = mapSlots();
     static std::atomic<size_t> used{0};
     static thread_local Slot* mine = nullptr;
@@ -52,7 +82,9 @@ void count() {
         mine = &slots[next < kSlots - 1 ? next : kSlots - 2];
         mine->thread = static_cast<uint64_t>(gettid());
     }
-    mine->count.fetch_add(1, std::memory_order_relaxed);
+    const auto address = reinterpret_cast<uintptr_t>(caller);
+    auto& counted = address >= xcb.begin && address < xcb.end ? mine->countOfXcb : mine->count;
+    counted.fetch_add(1, std::memory_order_relaxed);
 }
 
 }  // namespace
@@ -60,22 +92,22 @@ void count() {
 extern "C" {
 
 void* malloc(size_t size) {
-    count();
+    count(__builtin_return_address(0));
     return __libc_malloc(size);
 }
 
 void* calloc(size_t number, size_t size) {
-    count();
+    count(__builtin_return_address(0));
     return __libc_calloc(number, size);
 }
 
 void* realloc(void* memory, size_t size) {
-    count();
+    count(__builtin_return_address(0));
     return __libc_realloc(memory, size);
 }
 
 void* memalign(size_t alignment, size_t size) {
-    count();
+    count(__builtin_return_address(0));
     return __libc_memalign(alignment, size);
 }
 

@@ -73,24 +73,24 @@ def display_times(bench, screen, times=20):
 
 
 def _thread_counts(path, pid):
-    """(thread identifier, name) -> how often it took memory so far."""
+    """(thread identifier, name) -> how often libxcb and how often all others took memory so far."""
     with open(path, "rb") as file:
-        numbers = struct.iter_unpack("<QQ", file.read())
+        numbers = struct.iter_unpack("<QQQ", file.read(1023 * 24))
     result = {}
-    for thread, count in numbers:
+    for thread, *counts in numbers:
         if not thread:
             break
         try:
             with open(f"/proc/{pid}/task/{thread}/comm") as file:
-                result[thread, file.read().strip()] = count
+                result[thread, file.read().strip()] = counts
         except OSError:
             pass  # it has ended
     return result
 
 
 def allocations(bench, screen):
-    """Thread name -> allocations per picture, while a window is dragged. The main thread and the reader are not on a
-    picture's way."""
+    """Thread name -> allocations per picture by libxcb and by all others, while a window is dragged. The main thread
+    and the reader are not on a picture's way."""
     path = os.path.join(bench.folder, "allocations")
     library = os.path.join(bench.build, "bench", "libquillon-allocation-count.so")
 
@@ -107,8 +107,8 @@ def allocations(bench, screen):
     pictures = sum(message.type == VIDEO_FRAME and start <= message.last < end for message in host.messages())
     if not pictures:
         raise NotMeasured("no picture arrived")
-    return {name: (count - before.get((thread, name), 0)) / pictures for (thread, name), count in after.items()
-            if thread != host.pid and not name.endswith(".reader")}
+    return {name: [(count - old) / pictures for count, old in zip(counts, before.get((thread, name), (0, 0)))]
+            for (thread, name), counts in after.items() if thread != host.pid and not name.endswith(".reader")}
 
 
 def allocation_row(bench, screen, report):
@@ -117,9 +117,11 @@ def allocation_row(bench, screen, report):
     except NotMeasured as problem:
         return Row("allocations", "per picture", "none after warm-up", "-", None, str(problem))
     report.raw["allocations"] = counts
-    total = sum(counts.values())
+    total = sum(own for _, own in counts.values())
+    threads = ", ".join(f"{name} {own:.2f}" for name, (_, own) in counts.items() if own)
     return Row("allocations", "per picture", "none after warm-up", f"{total:.2f}", total < 0.05,
-               "with those inside libxcb: " + ", ".join(f"{name} {count:.2f}" for name, count in counts.items() if count))
+               f"{threads or 'no thread'}; besides {sum(xcb for xcb, _ in counts.values()):.2f} inside libxcb, which takes memory "
+               "for each event and reply")
 
 
 def measure(bench, report):

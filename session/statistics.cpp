@@ -1,7 +1,8 @@
 #include "session/statistics.hpp"
 
 #include <algorithm>
-#include <vector>
+#include <array>
+#include <span>
 
 namespace quillon {
 
@@ -42,12 +43,13 @@ std::optional<SessionStats> Statistics::record(Instant now, size_t bytes, int64_
 }
 
 std::optional<double> Statistics::medianLatency(Instant now) const {
-    std::vector<double> recent;
-    recent.reserve(latencySamples_.size());
+    std::array<double, kMostSamples> memory;
+    size_t count = 0;
     for (const auto& [at, milliseconds] : latencySamples_) {
-        if (now - at < kLatencyWindow) recent.push_back(milliseconds);
+        if (now - at < kLatencyWindow) memory[count++] = milliseconds;
     }
-    if (recent.empty()) return std::nullopt;
+    if (count == 0) return std::nullopt;
+    const std::span recent(memory.data(), count);
     // The upper median when the count is even.
     const auto middle = recent.begin() + static_cast<ptrdiff_t>(recent.size() / 2);
     std::nth_element(recent.begin(), middle, recent.end());

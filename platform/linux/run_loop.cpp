@@ -112,6 +112,9 @@ void LinuxRunLoop::runPosted() {
         action();
         action = nullptr;  // what it holds is released in order, not at the end of the turn
     }
+    work.clear();
+    const MutexLock guard(lock_);
+    if (posted_.capacity() == 0) posted_.swap(work);  // `post` need not take memory again
 }
 
 void LinuxRunLoop::turn(int waitMilliseconds) {

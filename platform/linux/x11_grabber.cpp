@@ -181,6 +181,9 @@ void X11Grabber::copy(const PixelRect& rect) {
                   static_cast<uint16_t>(rect.height));
 }
 
+// Requests of each picture are unchecked: XCB takes memory for those whose errors it keeps for their reply.
+// An error comes as an event then, which nobody looks for, and the reply is missing all the same.
+
 DamageRegion X11Grabber::fetchDamage() {
     xcb_damage_subtract(c_, damage_, XCB_NONE, region_);
     if (way_ == Way::sharedPixmap) {
@@ -190,7 +193,7 @@ DamageRegion X11Grabber::fetchDamage() {
                                       static_cast<int16_t>(-place_.y));
         copy({0, 0, place_.width, place_.height});
     }
-    const DamageRegion changed = takeDamage(xcb_xfixes_fetch_region(c_, region_));
+    const DamageRegion changed = takeDamage(xcb_xfixes_fetch_region_unchecked(c_, region_));
     if (way_ != Way::sharedPixmap) readRects(changed);
     return changed;
 }
@@ -207,7 +210,7 @@ void X11Grabber::fetch(const PixelRect& rect) {
         xcb_xfixes_set_gc_clip_region(c_, gc_, XCB_NONE, 0, 0);
         copy(rect);
         // Any answer means that the copy is made.
-        owned(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+        owned(xcb_get_input_focus_reply(c_, xcb_get_input_focus_unchecked(c_), nullptr));
     } else {
         readRects(DamageRegion(rect));
     }
@@ -228,7 +231,7 @@ void X11Grabber::readRows(const DamageRegion& region) {
     std::array<xcb_shm_get_image_cookie_t, DamageRegion::kLimit> cookies{};
     size_t asked = 0;
     for (const PixelRect& band : rows.rects()) {
-        cookies[asked++] = xcb_shm_get_image(
+        cookies[asked++] = xcb_shm_get_image_unchecked(
             c_, connection_.root(), static_cast<int16_t>(place_.x), static_cast<int16_t>(place_.y + band.y),
             static_cast<uint16_t>(place_.width), static_cast<uint16_t>(band.height), kAllPlanes,
             XCB_IMAGE_FORMAT_Z_PIXMAP, segment_, static_cast<uint32_t>(stride()) * band.y);
@@ -238,10 +241,10 @@ void X11Grabber::readRows(const DamageRegion& region) {
 
 void X11Grabber::readImages(const DamageRegion& region) {
     for (const PixelRect& rect : region.rects()) {
-        const auto cookie =
-            xcb_get_image(c_, XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.root(),
-                          static_cast<int16_t>(place_.x + rect.x), static_cast<int16_t>(place_.y + rect.y),
-                          static_cast<uint16_t>(rect.width), static_cast<uint16_t>(rect.height), kAllPlanes);
+        const auto cookie = xcb_get_image_unchecked(
+            c_, XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.root(), static_cast<int16_t>(place_.x + rect.x),
+            static_cast<int16_t>(place_.y + rect.y), static_cast<uint16_t>(rect.width),
+            static_cast<uint16_t>(rect.height), kAllPlanes);
         const auto image = owned(xcb_get_image_reply(c_, cookie, nullptr));
         const size_t rowBytes = static_cast<size_t>(rect.width) * 4;
         if (!image || static_cast<size_t>(xcb_get_image_data_length(image.get())) < rowBytes * rect.height) {

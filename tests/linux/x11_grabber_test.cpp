@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "tests/linux/allocation_counter.hpp"
 #include "tests/linux/x11_fixture.hpp"
 
 namespace quillon::testing {
@@ -70,6 +71,28 @@ TEST_P(X11GrabberTest, OutlivesTheServer) {
     grabber.fetchAll();
     grabber.fetchDamage();
     EXPECT_FALSE(own->isAlive());
+}
+
+class X11GrabberMemoryTest : public X11Test {};
+
+TEST_F(X11GrabberMemoryTest, OnlyXcbTakesItForEachFetch) {
+    if (!AllocationCounter::works()) GTEST_SKIP() << "a sanitizer owns the heap";
+    constexpr int kFetches = 10;
+    constexpr int kOfXcb = 4;  // two for the event, two for the reply
+    const auto own = X11Connection::open();
+    X11Grabber grabber(*own, {0, 0, 640, 480});
+    grabber.fetchAll();
+    const AllocationCounter counter;
+    size_t ofPainter = 0;
+    for (int i = 0; i < kFetches; ++i) {
+        const size_t before = counter.count();
+        painter_->fill({10 * i, 20, 5, 5}, 0x0000FF);
+        ofPainter += counter.count() - before;
+        EXPECT_FALSE(grabber.fetchDamage().isEmpty());
+        while (own->pollEvent()) {
+        }
+    }
+    EXPECT_LE(counter.count() - ofPainter, static_cast<size_t>(kFetches * kOfXcb));
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryWay, X11GrabberTest,
