@@ -34,6 +34,9 @@ void Device::start() {
                                                         : LinkServer::ReceiveBuffer::automatic;
         port_ = server_.listen(options_.bind, options_.port, buffer);
         say("listening on %s:%u", options_.bind.c_str(), unsigned{port_});
+        if (options_.announcedName)
+            announcement_.emplace(
+                Announcement::Service{*options_.announcedName, port_, options_.announcedModel});
     }
     if (options_.muxSocket) startMux(*options_.muxSocket);
     linkThread_ = std::thread([this] { serve(); });
@@ -43,7 +46,7 @@ void Device::startMux(const std::string& socket) {
     const uint16_t port = options_.port != 0 ? options_.port : kAppPort;
     UsbmuxServer::Device cabled;
     cabled.udid = options_.udid;
-    cabled.apps[port] = [this](int host) { server_.offer(Descriptor(host)); };
+    cabled.apps[port] = [this](int host) { offer(Descriptor(host)); };
     mux_.emplace(socket);
     mux_->addDevice(std::move(cabled));
     say("behind USBMUXD_SOCKET_ADDRESS=UNIX:%s as %s, port %u", socket.c_str(), options_.udid.c_str(),
@@ -51,6 +54,7 @@ void Device::startMux(const std::string& socket) {
 }
 
 void Device::stop() {
+    announcement_.reset();
     server_.stop();
     mux_.reset();
     if (linkThread_.joinable()) linkThread_.join();

@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "device/announcement.hpp"
 #include "device/link_server.hpp"
 #include "device/options.hpp"
 #include "device/output_file.hpp"
@@ -14,8 +15,8 @@ namespace quillon::device {
 /// The device without its glass: serves hosts one after another on a thread of its own.
 ///
 /// Threads: the link thread accepts a host, reads and decodes, sends keep-alives and scripted messages.
-/// The mux server's thread hands over hosts that came through it. The main thread owns this object and,
-/// with a window, shows the screen's frames and sends touches.
+/// The mux server's thread hands over hosts that came through it; the announcement has a thread too. The main
+/// thread owns this object and, with a window, shows the screen's frames and sends touches.
 class Device {
   public:
     /// Where frames become shown: here, as soon as they are decoded, or in a window that says so.
@@ -33,6 +34,9 @@ class Device {
 
     /// The TCP port; 0 before `start` and without TCP.
     uint16_t port() const { return port_; }
+
+    /// Serves a host that came another way than by the options; after the hosts that came before. Any thread.
+    void offer(Descriptor host) { server_.offer(std::move(host)); }
 
     /// Ends the link and serves no more; everything counted so far stays. Main thread.
     void stop();
@@ -63,6 +67,7 @@ class Device {
     LinkServer server_;
     uint16_t port_ = 0;
     std::optional<UsbmuxServer> mux_;
+    std::optional<Announcement> announcement_;
     std::thread linkThread_;
 };
 

@@ -40,6 +40,13 @@ bool storeWord(std::string& field, std::string_view value) {
     return true;
 }
 
+/// What fits into a service's name or, after its key, into an entry of a TXT record, and is text.
+bool storeAnnounced(std::optional<std::string>& field, std::string_view value, size_t longest) {
+    if (value.empty() || value.size() > longest || repairedUtf8(viewOf(value)) != value) return false;
+    field = value;
+    return true;
+}
+
 bool setFlag(bool& flag, bool value = true) {
     flag = value;
     return true;
@@ -118,6 +125,11 @@ constexpr OptionRule kRules[] = {
     {"--udid", "UDID", "the device's identifier at the mux server",
      [](Options& o, std::string_view v) { return storeWord(o.udid, v); }},
 
+    {"--announce", "NAME", "announce the TCP port under this name on the network, through Avahi",
+     [](Options& o, std::string_view v) { return storeAnnounced(o.announcedName, v, 63); }},
+    {"--model", "MODEL", "announce this model with it",
+     [](Options& o, std::string_view v) { return storeAnnounced(o.announcedModel, v, 200); }},
+
     {"--greeting", "TEXT", "the whole greeting line", setGreeting},
     {"--panel", "WxH", "panel size in pixels (default 2048x1536)", setPanel},
     {"--panel-report", "WxH@SECOND", "report this panel size so long after the accept; repeatable",
@@ -195,6 +207,8 @@ Options parseOptions(std::span<const char* const> arguments) {
     }
     if (!options.tcp && !options.muxSocket)
         throw OptionError("--no-tcp needs --usbmux: no host could reach the device");
+    if (!options.tcp && options.announcedName)
+        throw OptionError("--announce needs TCP: --no-tcp leaves nothing to announce");
     if (options.followWindow && options.headless) throw OptionError("--follow-window needs a window");
     return options;
 }

@@ -32,6 +32,8 @@ struct Options {
     bool tcp = true;
     std::optional<std::string> muxSocket;  ///< path of a mux server's socket to stand behind
     std::string udid = "5175696c6c6f6e2d4465766963652d3030303031";
+    std::optional<std::string> announcedName;   ///< of the service on the network
+    std::optional<std::string> announcedModel;  ///< in its TXT record
 
     // What the device says of itself.
     std::optional<std::string> greeting;  ///< the whole line

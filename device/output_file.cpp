@@ -16,4 +16,9 @@ void OutputFile::write(ByteView bytes) {
     if (file_) std::fwrite(bytes.data(), 1, bytes.size(), file_.get());
 }
 
+void OutputFile::write(std::string_view text) {
+    write(viewOf(text));
+    if (file_) std::fflush(file_.get());
+}
+
 }  // namespace quillon::device

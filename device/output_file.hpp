@@ -19,7 +19,8 @@ class OutputFile {
 
     bool isOpen() const { return file_ != nullptr; }
     void write(ByteView bytes);
-    void write(std::string_view text) { write(viewOf(text)); }
+    /// In the file at once, so that somebody can follow it.
+    void write(std::string_view text);
 
   private:
     struct Close {

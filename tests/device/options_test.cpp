@@ -47,6 +47,17 @@ TEST(DeviceOptions, a_given_greeting_stands_as_it_is) {
     EXPECT_NE(errorOf({"--greeting", "two\nlines"}), "");
 }
 
+TEST(DeviceOptions, an_announced_name_is_text_that_fits_into_a_label) {
+    const Options options = parse({"--announce", "Anna's Größe", "--model", "Tablet13,8"});
+    EXPECT_EQ(options.announcedName, "Anna's Größe");
+    EXPECT_EQ(options.announcedModel, "Tablet13,8");
+    EXPECT_EQ(parse({"--announce", std::string(63, 'x').c_str()}).announcedName, std::string(63, 'x'));
+    EXPECT_NE(errorOf({"--announce", std::string(64, 'x').c_str()}), "");
+    EXPECT_NE(errorOf({"--announce", ""}), "");
+    EXPECT_NE(errorOf({"--announce", "\xFF"}), "");
+    EXPECT_THAT(errorOf({"--announce", "x", "--no-tcp", "--usbmux", "/tmp/s"}), HasSubstr("TCP"));
+}
+
 TEST(DeviceOptions, read_values) {
     const Options options = parse(
         {"--port",          "0",         "--bind",   "127.0.0.1",  "--panel",       "2732x2048",
