@@ -23,6 +23,9 @@ declare -A QUILLON_PACKAGES=(
     [desktop]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils
         openbox xterm procps fonts-dejavu-core"
 
+    # The service discovery that stands in where a machine has none.
+    [discovery]="avahi-daemon dbus-daemon dbus-bin iproute2"
+
     # The tests' own tools, and Clang for the checks that GCC does not have.
     [test]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils openbox trayer xdotool iproute2
         avahi-daemon dbus-daemon
