@@ -59,6 +59,12 @@ class AvahiDiscoveryTest : public ::testing::Test {
     double seconds() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
+    /// A busy machine may take longer, a search that ends early is wrong.
+    ::testing::AssertionResult tookAbout(double wanted) const {
+        const double took = seconds();
+        if (took >= wanted - 0.01 && took < wanted + 1.5) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << took << " s";
+    }
     void startTheClock() { begin = std::chrono::steady_clock::now(); }
     int logged(const std::string& text) const {
         int count = 0;
@@ -82,7 +88,7 @@ TEST_F(AvahiDiscoveryTest, FindsAServiceSoon) {
     startTheClock();
     const auto found = logging([&] { return discovery.discover(5s); });
     EXPECT_EQ(found, (Endpoint{"192.168.1.30", 5555, "Anna's tablet", "Tablet13,8"}));
-    EXPECT_LT(seconds(), 2);
+    EXPECT_LT(seconds(), 4);
     EXPECT_EQ(log,
               "[Quillon] discover: didFind Anna's tablet\n"
               "[Quillon] discover: will resolve Anna's tablet\n"
@@ -96,7 +102,7 @@ TEST_F(AvahiDiscoveryTest, AllServicesAreFoundAndTheWholeTimeIsTaken) {
     announce({at("one", {"192.168.1.30"}), at("two", {"192.168.1.31"})});
     startTheClock();
     auto found = logging([&] { return discovery.discoverAll(2s); });
-    EXPECT_NEAR(seconds(), 2, 0.2);
+    EXPECT_TRUE(tookAbout(2));
     std::ranges::sort(found, {}, &Endpoint::name);
     EXPECT_THAT(found, ElementsAre(Endpoint{"192.168.1.30", 5555, "one", std::nullopt},
                                    Endpoint{"192.168.1.31", 5555, "two", std::nullopt}));
@@ -174,7 +180,7 @@ TEST_F(AvahiDiscoveryTest, AServiceThatComesDuringTheSearchIsFound) {
 TEST_F(AvahiDiscoveryTest, WithoutABusItSaysSoAndTakesItsTime) {
     startTheClock();
     EXPECT_EQ(logging([&] { return discovery.discover(2s); }), std::nullopt);
-    EXPECT_NEAR(seconds(), 2, 0.2);
+    EXPECT_TRUE(tookAbout(2));
     EXPECT_EQ(log, "[Quillon] discover: didNotSearch Daemon not running\n");
 }
 
@@ -182,7 +188,7 @@ TEST_F(AvahiDiscoveryTest, WithoutADaemonItSaysSoAndTakesItsTime) {
     ASSERT_TRUE(daemon.startBus());
     startTheClock();
     EXPECT_THAT(logging([&] { return discovery.discoverAll(2s); }), IsEmpty());
-    EXPECT_NEAR(seconds(), 2, 0.2);
+    EXPECT_TRUE(tookAbout(2));
     EXPECT_EQ(log, "[Quillon] discover: didNotSearch Daemon not running\n");
 }
 
@@ -222,9 +228,17 @@ TEST_F(AvahiDiscoveryTest, ABusThatDiesLeavesTheSearchToItsTime) {
     });
     startTheClock();
     EXPECT_THAT(logging([&] { return discovery.discoverAll(3s); }), IsEmpty());
-    EXPECT_NEAR(seconds(), 3, 0.3);
+    EXPECT_TRUE(tookAbout(3));
     meanwhile.join();
     EXPECT_EQ(logged("didNotSearch"), 1);
+}
+
+TEST_F(AvahiDiscoveryTest, ADaemonThatHangsHoldsUpNobody) {
+    start();
+    daemon.freezeDaemon();
+    startTheClock();
+    EXPECT_EQ(logging([&] { return discovery.discover(1s); }), std::nullopt);
+    EXPECT_LT(seconds(), 4);
 }
 
 TEST_F(AvahiDiscoveryTest, AFloodOfServicesIsBounded) {
@@ -240,7 +254,7 @@ TEST_F(AvahiDiscoveryTest, AFloodOfServicesIsBounded) {
     announce(flood);
     startTheClock();
     const auto found = logging([&] { return discovery.discoverAll(4s); });
-    EXPECT_NEAR(seconds(), 4, 0.5);
+    EXPECT_TRUE(tookAbout(4));
     EXPECT_GT(found.size(), 100u);
     EXPECT_LE(found.size(), 256u);
     EXPECT_LE(logged("didFind"), 256);

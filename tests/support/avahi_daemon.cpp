@@ -20,10 +20,10 @@ constexpr const char* kBusConfiguration = R"(<busconfig><type>system</type><list
 )";
 
 constexpr const char* kDaemonConfiguration = R"([server]
-host-name=tablet
+host-name=%s
 use-ipv4=yes
 use-ipv6=no
-allow-interfaces=lo
+allow-interfaces=%s
 objects-per-client-max=4096
 entries-per-entry-group-max=4096
 [publish]
@@ -49,8 +49,15 @@ void writeFile(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path) << content;
 }
 
-std::string withPath(std::string text, const std::string& path) {
-    return text.replace(text.find("%s"), 2, path);
+std::string with(const std::string& word, std::string text) {
+    return text.replace(text.find("%s"), 2, word);
+}
+
+std::filesystem::path newFolder(const std::string& name) {
+    const auto folder = std::filesystem::temp_directory_path() / ("quillon-avahi-" + name);
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return folder;
 }
 
 }  // namespace
@@ -67,11 +74,14 @@ std::string AvahiDaemon::missing() {
 // The address of the bus is looked up once in a process, so that it is the same for all of a process's
 // daemons.
 AvahiDaemon::AvahiDaemon()
-    : folder_(std::filesystem::temp_directory_path() / ("quillon-avahi-" + std::to_string(getpid()))) {
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + (folder_ / "bus").string()).c_str(), 1);
+    : folder_(newFolder(std::to_string(getpid()))), enterNetwork_{"unshare", "-n"}, interface_("lo") {
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address().c_str(), 1);
 }
+
+AvahiDaemon::AvahiDaemon(const std::string& networkNamespace, const std::string& interface)
+    : folder_(newFolder(networkNamespace)),
+      enterNetwork_{"ip", "netns", "exec", networkNamespace, "unshare"},
+      interface_(interface) {}
 
 AvahiDaemon::~AvahiDaemon() {
     killDaemon();
@@ -83,7 +93,7 @@ bool AvahiDaemon::startBus() {
     const std::string configuration = folder_ / "bus.conf";
     const std::string socket = folder_ / "bus";
     std::filesystem::remove(socket);
-    writeFile(configuration, withPath(kBusConfiguration, socket));
+    writeFile(configuration, with(socket, kBusConfiguration));
     bus_ = std::make_unique<ChildProcess>(std::vector<std::string>{
         "dbus-daemon", "--config-file=" + configuration, "--nofork", "--nopidfile", "--print-address"});
     return bus_->printed("unix:path=", kStartLimit);
@@ -91,11 +101,20 @@ bool AvahiDaemon::startBus() {
 
 bool AvahiDaemon::startDaemon() {
     const std::string configuration = folder_ / "avahi.conf";
-    writeFile(configuration, kDaemonConfiguration);
+    writeFile(configuration, with(interface_, with(folder_.filename(), kDaemonConfiguration)));
+    std::vector<std::string> command = enterNetwork_;
+    command.insert(command.end(), {"-m", "--pid", "--fork", "--kill-child", "sh", "-c", kDaemonScript,
+                                   "avahi-daemon", configuration});
     daemon_ = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"unshare", "-n", "-m", "--pid", "--fork", "--kill-child", "sh", "-c",
-                                 kDaemonScript, "avahi-daemon", configuration});
+        command, ChildProcess::Environment{{"DBUS_SYSTEM_BUS_ADDRESS", address()}});
     return daemon_->printed("Server startup complete", kStartLimit);
+}
+
+// The daemon is the child of the program that made its namespaces.
+void AvahiDaemon::freezeDaemon() const {
+    const std::string parent = std::to_string(daemon_->pid());
+    std::ifstream children("/proc/" + parent + "/task/" + parent + "/children");
+    for (pid_t child = 0; children >> child;) kill(child, SIGSTOP);
 }
 
 std::string AvahiDaemon::output() const {

@@ -9,15 +9,19 @@
 
 namespace quillon::testing {
 
-/// A real Avahi daemon in a network namespace with nothing but a loopback in it, and a message bus of its own
-/// that leads to it. DBUS_SYSTEM_BUS_ADDRESS names the bus, for this process and its children. One at a time.
+/// A real Avahi daemon in a network namespace, and a message bus of its own that leads to it.
 class AvahiDaemon {
   public:
     /// Why there can be none on this machine; empty when there can.
     static std::string missing();
 
-    /// Starts nothing yet: as on a machine that has neither bus nor daemon.
+    // Nothing is started yet: as on a machine that has neither bus nor daemon.
+
+    /// In a namespace with nothing but a loopback in it. DBUS_SYSTEM_BUS_ADDRESS names the bus, for this
+    /// process and its children. One at a time.
     AvahiDaemon();
+    /// On `interface` of an existing namespace. `address` names the bus.
+    AvahiDaemon(const std::string& networkNamespace, const std::string& interface);
     ~AvahiDaemon();
     AvahiDaemon(const AvahiDaemon&) = delete;
     AvahiDaemon& operator=(const AvahiDaemon&) = delete;
@@ -29,13 +33,20 @@ class AvahiDaemon {
 
     /// The daemon dies without a farewell.
     void killDaemon() { daemon_.reset(); }
+    /// The daemon answers nobody any more.
+    void freezeDaemon() const;
     void killBus() { bus_.reset(); }
+
+    /// Of the bus, as DBUS_SYSTEM_BUS_ADDRESS takes it.
+    std::string address() const { return "unix:path=" + (folder_ / "bus").string(); }
 
     /// What the daemon and the bus had to say.
     std::string output() const;
 
   private:
     std::filesystem::path folder_;
+    const std::vector<std::string> enterNetwork_;  ///< the start of the daemon's command line
+    const std::string interface_;
     std::unique_ptr<ChildProcess> bus_;
     std::unique_ptr<ChildProcess> daemon_;
 };

@@ -1,3 +1,5 @@
+#include "platform/linux/avahi/avahi_search.hpp"
+
 #include <avahi-common/error.h>
 
 #include <deque>
@@ -7,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/avahi/module.hpp"
 #include "platform/linux/avahi/resolution.hpp"
 
 namespace quillon::avahi {
@@ -19,12 +20,15 @@ constexpr Clock::duration kReconnect = std::chrono::milliseconds(500);
 /// Services of one search: more than any home has, and a bound on what a flood of them costs.
 constexpr size_t kMostServices = 256;
 
-/// A search through the Avahi daemon. What the daemon reports is only noted in its callbacks; `run` acts on
+/// What the daemon reports is only noted in its callbacks; `run` acts on
 /// it, so that the browser's user may do anything in a callback.
 class AvahiSearch : public ServiceBrowser::Search {
   public:
-    AvahiSearch(const char* type, const char* domain, ServiceBrowser::Callbacks callbacks)
-        : type_(type), domain_(domain), callbacks_(std::move(callbacks)), poll_(avahi_simple_poll_new()) {}
+    AvahiSearch(std::string type, std::string domain, ServiceBrowser::Callbacks callbacks)
+        : type_(std::move(type)),
+          domain_(std::move(domain)),
+          callbacks_(std::move(callbacks)),
+          poll_(avahi_simple_poll_new()) {}
 
     void run(Duration slice) override;
     void resolve(const std::string& name, Duration limit) override;
@@ -173,9 +177,9 @@ void AvahiSearch::onClient(AvahiClient* client, AvahiClientState state, void* se
 
 }  // namespace
 
-}  // namespace quillon::avahi
-
-quillon::ServiceBrowser::Search* quillonMakeAvahiSearch(const char* type, const char* domain,
-                                                        quillon::ServiceBrowser::Callbacks callbacks) {
-    return new quillon::avahi::AvahiSearch(type, domain, std::move(callbacks));
+std::unique_ptr<ServiceBrowser::Search> makeAvahiSearch(const std::string& type, const std::string& domain,
+                                                        ServiceBrowser::Callbacks callbacks) {
+    return std::make_unique<AvahiSearch>(type, domain, std::move(callbacks));
 }
+
+}  // namespace quillon::avahi
