@@ -39,10 +39,10 @@ inline constexpr std::array kTransportChoices{
 };
 
 inline constexpr std::array kPositionChoices{
-    Choice{"left", "Left", "Left", "of the main display"},
-    Choice{"right", "Right", "Right", "of the main display"},
-    Choice{"above", "Above", "Above", "the main display"},
-    Choice{"below", "Below", "Below", "the main display"},
+    Choice{"left", "Left", "Left", "of main display"},
+    Choice{"right", "Right", "Right", "of main display"},
+    Choice{"above", "Above", "Above", "main display"},
+    Choice{"below", "Below", "Below", "main display"},
 };
 
 }  // namespace quillon

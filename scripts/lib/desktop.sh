@@ -15,9 +15,8 @@ write_xorg_config() {
     sed "s/@MODE@/$2/; s/@TIMING@/$timing/; s/@VIRTUAL@/4096 4096/" scripts/lib/xorg-dummy.conf >"$1"
 }
 
-# start_desktop FOLDER WxH: an own X server with a window manager and windows in which something happens.
-# Exports DISPLAY. FOLDER takes its files.
-start_desktop() {
+# start_server FOLDER WxH: an own X server, and nothing on it. Exports DISPLAY. FOLDER takes its files.
+start_server() {
     local folder=$1
     write_xorg_config "$folder/xorg.conf" "$2"
     # The server binary itself: the wrapper beside it lets nobody start a server but those at a console.
@@ -27,6 +26,11 @@ start_desktop() {
     wait_for 10 test -s "$folder/display" || { tail -5 "$folder/xorg.log"; return 1; }
     DISPLAY=:$(cat "$folder/display")
     export DISPLAY
+}
+
+# start_desktop FOLDER WxH: the same with a window manager and windows in which something happens.
+start_desktop() {
+    start_server "$@"
     xsetroot -solid '#34495e' -cursor_name left_ptr
     openbox --sm-disable >/dev/null 2>&1 &
     started+=("$!")

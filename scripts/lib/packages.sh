@@ -11,7 +11,7 @@ declare -A QUILLON_PACKAGES=(
         libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
         libxcb-xinput-dev libxcb-xtest0-dev libxcb-ewmh-dev
         libx264-dev libyuv-dev libcairo2-dev libpango1.0-dev libglib2.0-dev
-        libavahi-client-dev libxcb-screensaver0-dev qt6-base-dev libqt6svg6-dev
+        libavahi-client-dev libxcb-screensaver0-dev qt6-base-dev qt6-svg-dev
         libavcodec-dev libavutil-dev libsdl2-dev libpng-dev
         libgtest-dev libgmock-dev libbenchmark-dev"
 
@@ -35,6 +35,13 @@ declare -A QUILLON_PACKAGES=(
     [bench]="ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
         gstreamer1.0-plugins-ugly gstreamer1.0-x xserver-xorg-core xserver-xorg-video-dummy
         x11-xserver-utils iproute2 python3"
+
+    # Making the Debian package, and looking at it.
+    [package]="dpkg-dev file desktop-file-utils"
+
+    # Pictures of the tray application.
+    [screenshots]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils xdotool
+        openbox trayer dbus-daemon maim fonts-dejavu-core"
 
     [fuzz]="clang-16 libclang-rt-16-dev"
 

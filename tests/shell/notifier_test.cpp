@@ -113,8 +113,9 @@ TEST_F(NotifierTest, TheMenuTravelsWithAllItHas) {
     ASSERT_TRUE(registers());
     const auto menu = host->openMenu();
     ASSERT_TRUE(says("menu opens"));
-    EXPECT_THAT(labelsOf(menu), ElementsAre("Quillon — usb", "", "Extend Display", "Mirror Main Display", "",
-                                            "Device — Automatic", "", "Stop Streaming", "", "Quit Quillon"));
+    EXPECT_THAT(labelsOf(menu),
+                ElementsAre("Quillon — Streaming over USB", "", "Extend Display", "Mirror Main Display", "",
+                            "Device — Automatic", "", "Stop Streaming", "", "Quit Quillon"));
     const auto& header = menu.children[0].properties;
     EXPECT_EQ(header.value(QStringLiteral("enabled"), true).toBool(), false);
     EXPECT_EQ(menu.children[1].properties.value(QStringLiteral("type")).toString().toStdString(),
@@ -145,7 +146,7 @@ TEST_F(NotifierTest, EachItemReportsItself) {
     EXPECT_TRUE(says("chosen stop [-] Stop Streaming"));
     // The next menu tells of the new state, with the same items.
     const auto next = host->openMenu();
-    EXPECT_EQ(next.children[0].label().toStdString(), "Quillon — stopped");
+    EXPECT_EQ(next.children[0].label().toStdString(), "Quillon — Stopped");
     EXPECT_EQ(next.children[3].id, menu.children[3].id);
     // Still checked: a click changes nothing by itself.
     EXPECT_EQ(next.children[2].properties.value(QStringLiteral("toggle-state")).toInt(), 1);

@@ -60,7 +60,8 @@ void QtDialogs::tell(const Message& message) {
     if (message_) return bringForward(*message_);
     auto* const dialog = new DialogFrame(message.message, message.information);
     message_ = dialog;
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok, dialog);
+    auto* const buttons = new QDialogButtonBox(dialog);
+    buttons->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole)->setDefault(true);
     QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
     dialog->body().addWidget(buttons);
     dialog->present();

@@ -101,11 +101,11 @@ class Probe {
 
     void makeItem() {
         if (has("--menu")) {
-            item_ =
-                shell_->makeStatusItem(MenuCallbacks{.menuNeedsUpdate = [this] { return sampleMenu(state_); },
-                                                     .menuWillOpen = [] { say("menu opens"); },
-                                                     .menuDidClose = [] { say("menu closed"); },
-                                                     .onAction = [this](const MenuItem& it) { chosen(it); }});
+            item_ = shell_->makeStatusItem(
+                MenuCallbacks{.menuNeedsUpdate = [this] { return sampleMenu(content().status); },
+                              .menuWillOpen = [] { say("menu opens"); },
+                              .menuDidClose = [] { say("menu closed"); },
+                              .onAction = [this](const MenuItem& it) { chosen(it); }});
         } else {
             item_ = shell_->makeStatusItem([this] {
                 say("clicked");

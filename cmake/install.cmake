@@ -1,0 +1,43 @@
+# What `cmake --install` and the Debian package put into a Linux system:
+#
+#     bin/QuillonHost                           the command-line program
+#     lib/quillon/                              its modules and its guardian
+#     lib/quillon/Quillon.app/QuillonHost       the same program by a path that makes it the application
+#     share/applications, icons, man, doc
+include(GNUInstallDirs)
+set(own lib/quillon)  # where the program looks for its files, see platform/linux/program_files.hpp
+
+install(TARGETS QuillonHost RUNTIME DESTINATION bin)
+install(TARGETS quillon_pattern quillon_avahi quillon_shell LIBRARY DESTINATION ${own})
+install(TARGETS quillon-display-guardian RUNTIME DESTINATION ${own})
+
+file(CREATE_LINK ../../../bin/QuillonHost ${CMAKE_CURRENT_BINARY_DIR}/application-link SYMBOLIC)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/application-link DESTINATION ${own}/Quillon.app RENAME QuillonHost)
+
+set(QUILLON_APPLICATION ${CMAKE_INSTALL_PREFIX}/${own}/Quillon.app/QuillonHost)
+configure_file(platform/linux/shell/quillon.desktop.in quillon.desktop @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quillon.desktop DESTINATION share/applications)
+set(icons platform/linux/shell/icons)
+install(FILES ${icons}/quillon.svg DESTINATION share/icons/hicolor/scalable/apps)
+install(FILES ${icons}/quillon-symbolic.svg ${icons}/quillon-error-symbolic.svg
+  DESTINATION share/icons/hicolor/symbolic/apps)
+install(FILES docs/QuillonHost.1 DESTINATION share/man/man1)
+install(FILES README.md DESTINATION share/doc/quillon)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME quillon)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "Quillon maintainers <maintainers@quillon.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "use a tablet as a second, touch-enabled display")
+set(CPACK_PACKAGE_DESCRIPTION
+  "Streams a screen of this computer to the display app on a tablet, over the USB
+cable or the network, and turns touches into pointer input. With a tray
+application and a command-line program.")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS hicolor-icon-theme)
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "usbmuxd, avahi-daemon, xdg-utils, fonts-dejavu-core")
+include(CPack)
