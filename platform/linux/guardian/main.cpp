@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
     if (argc != 2) return EXIT_FAILURE;
     const auto window = static_cast<xcb_window_t>(std::strtoul(argv[1], nullptr, 10));
     const pid_t guardian = fork();
-    if (guardian != 0) return guardian < 0 ? EXIT_FAILURE : EXIT_SUCCESS;
+    if (guardian != 0) _exit(guardian < 0 ? EXIT_FAILURE : EXIT_SUCCESS);
     // Nothing of whoever started it is held on to: no descriptor, no folder, no terminal's farewell.
     close_range(STDERR_FILENO + 1, ~0U, 0);
     if (chdir("/") != 0) return EXIT_FAILURE;

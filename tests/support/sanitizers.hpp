@@ -1,0 +1,12 @@
+#pragma once
+
+namespace quillon::testing {
+
+/// Was this built with a sanitizer, so that memory and time tell nothing about the program itself?
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+
+}  // namespace quillon::testing
