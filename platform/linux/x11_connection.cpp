@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "base/thread_annotations.hpp"
+
 namespace quillon {
 
 namespace {
@@ -9,6 +11,14 @@ namespace {
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? "" : value;
+}
+
+/// Connects one thread at a time: the library that finds the server's password keeps its file's name in
+/// memory of its own.
+xcb_connection_t* connected(int& screenIndex) {
+    static Mutex connecting;
+    const MutexLock guard(connecting);
+    return xcb_connect(nullptr, &screenIndex);
 }
 
 std::string missingDisplayReason() {
@@ -31,7 +41,7 @@ std::unique_ptr<X11Connection> X11Connection::open() {
     const std::string display = environment("DISPLAY");
     if (display.empty()) throw X11Failure(missingDisplayReason());
     int screenIndex = 0;
-    xcb_connection_t* connection = xcb_connect(nullptr, &screenIndex);
+    xcb_connection_t* connection = connected(screenIndex);
     xcb_screen_t* screen =
         xcb_connection_has_error(connection) == 0 ? screenAt(connection, screenIndex) : nullptr;
     if (screen == nullptr) {
