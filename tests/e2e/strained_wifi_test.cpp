@@ -9,9 +9,11 @@
 #include <thread>
 
 #include "tests/e2e/desk_fixture.hpp"
+#include "tests/support/avahi_daemon.hpp"
 #include "tests/support/shaped_link.hpp"
 
-// Host and device with a Wi-Fi between them that is slow, stalls and comes in bursts.
+// Host and device with a Wi-Fi between them that is slow, stalls, comes in bursts, and gives the device
+// another address.
 
 namespace quillon::testing {
 namespace {
@@ -269,6 +271,35 @@ TEST_F(StrainedWiFiTest, AStallOfThreeSecondsDoesNotEndTheLink) {
     ASSERT_TRUE(moreFrames(30, 20s)) << host->output();
     EXPECT_LE(typicalAge(frames(), recovered, 4e6), ageWithoutALimit + kMostAge);
     EXPECT_FALSE(host->printed("link lost", 0ms)) << host->output();
+    motion.rest();
+    ASSERT_TRUE(comesToRest(30s));
+    expectSharpChart(*device);
+    expectEveryFrameDecoded();
+}
+
+TEST_F(StrainedWiFiTest, ADeviceWithAnotherAddressIsFoundAgain) {
+    if (const std::string missing = AvahiDaemon::missing(); !missing.empty()) GTEST_SKIP() << missing;
+    AvahiDaemon here(link->nearName(), ShapedLink::kInterface);
+    AvahiDaemon there(link->farName(), ShapedLink::kInterface);
+    ASSERT_TRUE(here.start()) << here.output();
+    ASSERT_TRUE(there.start()) << there.output();
+    const auto device = startFarDevice({"--announce", "Tablet", "--model", "Tablet13,8"},
+                                       {{"DBUS_SYSTEM_BUS_ADDRESS", there.address()}});
+    ASSERT_TRUE(device->printed("announced on the network as \"Tablet\"")) << device->output();
+    Motion motion;
+    const auto host = startNearHost({"--transport", "wifi"}, {{"DBUS_SYSTEM_BUS_ADDRESS", here.address()}});
+    ASSERT_TRUE(host->printed("· Wi-Fi (10.77.0.2)")) << host->output();
+    ASSERT_TRUE(moreFrames(20, 20s)) << host->output();
+
+    ASSERT_TRUE(link->moveFarTo("10.77.0.9"));
+    const auto moved = Clock::now();
+    ASSERT_TRUE(host->printed("link lost, reconnecting", 15s)) << host->output();
+    EXPECT_TRUE(host->printed("no traffic for 8 s, reclaiming the link", 0ms)) << host->output();
+    ASSERT_TRUE(host->printed("· Wi-Fi (10.77.0.9)", 30s)) << host->output();
+    // 8 s of silence seen every 2 s, 1.5 s until the retry, and two attempts: the device notices the end of
+    // the old link itself only after a while.
+    EXPECT_LE(Clock::now() - moved, 8s + 2s + 1500ms + 10s);
+    ASSERT_TRUE(moreFrames(20, 20s)) << host->output();
     motion.rest();
     ASSERT_TRUE(comesToRest(30s));
     expectSharpChart(*device);
