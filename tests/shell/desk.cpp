@@ -82,6 +82,15 @@ ChildProcess& Desk::startProbe(const std::vector<std::string>& words) {
     return *probe_;
 }
 
+ChildProcess& Desk::startApplication() {
+    std::filesystem::create_directories(path("Quillon.app"));
+    std::error_code exists;
+    std::filesystem::create_symlink(QUILLON_HOST, path("Quillon.app/QuillonHost"), exists);
+    environment["USBMUXD_SOCKET_ADDRESS"] = "UNIX:" + path("no-mux").string();
+    probe_ = std::make_unique<ChildProcess>(applicationCommand(), environment);
+    return *probe_;
+}
+
 ::testing::AssertionResult Desk::says(const std::string& line, int times) {
     // Events of the test's own services are handled meanwhile.
     if (eventually([&] { return count(line) >= times; })) return ::testing::AssertionSuccess();

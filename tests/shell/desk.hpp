@@ -29,6 +29,9 @@ class Desk : public ::testing::Test {
 
     /// The small application that says what it is told. Its environment can be changed before.
     ChildProcess& startProbe(const std::vector<std::string>& words);
+    /// The application itself, as if from its bundle; no device is in reach.
+    ChildProcess& startApplication();
+    std::vector<std::string> applicationCommand() const { return {path("Quillon.app/QuillonHost")}; }
     ChildProcess::Environment environment;
 
     ChildProcess& probe() { return *probe_; }
