@@ -68,7 +68,8 @@ void Device::serveHost(LinkServer::Host host) {
     const std::string name = host.name;
     say("host %s connected", name.c_str());
     const auto link = std::make_shared<HostLink>(
-        std::move(host.descriptor), options_.greetingLine(screen_.state().panel), options_, statistics_);
+        std::move(host.descriptor), options_.greetingLine(screen_.state().panel), options_, statistics_,
+        [this](uint8_t action, Point inPicture) { touch(action, inPicture); });
     statistics_.linkAccepted(link->accepted());
     screen_.change([&](ScreenState& state) {
         state.link = link;
@@ -88,6 +89,20 @@ void Device::serveHost(LinkServer::Host host) {
         name.c_str(), seconds, reason.c_str(), static_cast<unsigned long long>(counts.shown),
         static_cast<unsigned long long>(counts.decodeErrors),
         static_cast<unsigned long long>(counts.missingReferences));
+}
+
+void Device::touch(uint8_t action, Point inPicture) {
+    const ScreenState state = screen_.state();
+    const PictureLayout layout = layoutOf(state, options_.mirroredDisplay);
+    const MutexLock lock(fingerLock_);
+    const auto input = finger_.touch(action, inPicture, layout);
+    // Within the lock: touches arrive in their order.
+    if (input && state.link) state.link->send(wire::MessageType::input, 0, wire::inputPayload(*input));
+}
+
+bool Device::isTouched() const {
+    const MutexLock lock(fingerLock_);
+    return finger_.isDown();
 }
 
 void Device::frameShown(const Frame& frame) {

@@ -2,7 +2,9 @@
 
 #include <thread>
 
+#include "base/thread_annotations.hpp"
 #include "device/announcement.hpp"
+#include "device/finger.hpp"
 #include "device/link_server.hpp"
 #include "device/options.hpp"
 #include "device/output_file.hpp"
@@ -44,6 +46,12 @@ class Device {
     /// Writes snapshot and summary. After `stop`. Throws std::runtime_error when it cannot.
     void writeResults() const;
 
+    /// The user's finger at a place of the picture, as fractions of it: sends the touch of the host's display
+    /// there, if it is one. Any thread.
+    void touch(uint8_t action, Point inPicture) EXCLUDES(fingerLock_);
+    /// Is the finger down on the display?
+    bool isTouched() const EXCLUDES(fingerLock_);
+
     /// The user sees `frame` now: counts, logs and acknowledges it. Any thread, one at a time.
     void frameShown(const Frame& frame);
 
@@ -64,6 +72,8 @@ class Device {
     OutputFile counterLog_;
     Statistics statistics_;
     Screen screen_;
+    mutable Mutex fingerLock_;
+    Finger finger_ GUARDED_BY(fingerLock_);
     LinkServer server_;
     uint16_t port_ = 0;
     std::optional<UsbmuxServer> mux_;

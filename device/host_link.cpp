@@ -30,10 +30,12 @@ Bytes randomBytes(uint64_t seed) {
 
 }  // namespace
 
-HostLink::HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics)
+HostLink::HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics,
+                   Touch touch)
     : options_(options),
       statistics_(statistics),
       greeting_(std::move(greeting)),
+      touch_(std::move(touch)),
       accepted_(Clock::now()),
       nextBeat_(accepted_),
       socket_(std::move(host)) {
@@ -90,7 +92,11 @@ Moment HostLink::doWhatIsDue(Moment now, const ReadGate& gate) {
     const Faults& faults = options_.faults;
     while (nextScripted_ < options_.script.size() && accepted_ + options_.script[nextScripted_].at <= now) {
         const ScriptedMessage& message = options_.script[nextScripted_++];
-        send(message.type, 0, message.payload);
+        if (message.finger) {
+            touch_(message.finger->action, message.finger->onPanel);
+        } else {
+            send(message.type, 0, message.payload);
+        }
     }
     if (nextBeat_ <= now) {
         nextBeat_ += kBeat;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "base/thread_annotations.hpp"
@@ -14,8 +15,13 @@ namespace quillon::device {
 /// runs it, and whoever sends on it; frames hold it, so that each is acknowledged on its own link.
 class HostLink {
   public:
-    /// `greeting` is the line to begin with, without its line feed.
-    HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics);
+    /// Sends the touch for a finger at a place of the panel.
+    using Touch = std::function<void(uint8_t action, Point onPanel)>;
+
+    /// `greeting` is the line to begin with, without its line feed; `touch` is for the script's fingers and
+    /// is called on the link thread.
+    HostLink(Descriptor host, std::string greeting, const Options& options, Statistics& statistics,
+             Touch touch);
 
     /// Greets, then reads messages into `sink` and sends what the clock asks for, until the host goes,
     /// breaks the protocol, or `stopDescriptor` becomes readable. Returns why it ended. Link thread.
@@ -38,6 +44,7 @@ class HostLink {
     const Options& options_;
     Statistics& statistics_;
     const std::string greeting_;
+    const Touch touch_;
     const Moment accepted_;
 
     // Link thread only

@@ -77,23 +77,43 @@ bool addPanelReport(Options& options, std::string_view value) {
     return true;
 }
 
+struct TimedTouch {
+    Clock::duration at{};
+    uint8_t action = 0;
+    Point numbers;
+};
+
 /// "press,X,Y@SECOND"; hover, press, drag, release take a place, scroll takes pixels.
-bool addTouch(Options& options, std::string_view value) {
+std::optional<TimedTouch> parseTouch(std::string_view value) {
     static constexpr std::array<std::string_view, 5> kActions{"hover", "press", "drag", "release", "scroll"};
     const auto at = takeTime(value);
     const auto parts = splitDroppingEmpty(value, ',');
-    if (!at || parts.size() != 3) return false;
+    if (!at || parts.size() != 3) return std::nullopt;
     const auto action = std::find(kActions.begin(), kActions.end(), parts[0]);
     const auto first = parseNumber(parts[1]);
     const auto second = parseNumber(parts[2]);
-    if (action == kActions.end() || !first || !second) return false;
+    if (action == kActions.end() || !first || !second) return std::nullopt;
+    return TimedTouch{*at, static_cast<uint8_t>(action - kActions.begin()), {*first, *second}};
+}
 
+bool addTouch(Options& options, std::string_view value) {
+    const auto touch = parseTouch(value);
+    if (!touch) return false;
     wire::Input input;
-    input.action = static_cast<uint8_t>(action - kActions.begin());
+    input.action = touch->action;
     const bool scrolls = input.action == wire::Input::scroll;
-    (scrolls ? input.dx : input.x) = static_cast<float>(*first);
-    (scrolls ? input.dy : input.y) = static_cast<float>(*second);
-    addMessage(options, {*at, wire::MessageType::input, wire::inputPayload(input)});
+    (scrolls ? input.dx : input.x) = static_cast<float>(touch->numbers.x);
+    (scrolls ? input.dy : input.y) = static_cast<float>(touch->numbers.y);
+    addMessage(options, {touch->at, wire::MessageType::input, wire::inputPayload(input)});
+    return true;
+}
+
+bool addFinger(Options& options, std::string_view value) {
+    const auto touch = parseTouch(value);
+    if (!touch || touch->action == wire::Input::scroll) return false;
+    addMessage(
+        options,
+        {touch->at, wire::MessageType::input, {}, ScriptedMessage::Finger{touch->action, touch->numbers}});
     return true;
 }
 
@@ -137,6 +157,8 @@ constexpr OptionRule kRules[] = {
     {"--touch", "ACTION,X,Y@SECOND",
      "send a touch then: hover, press, drag, release at fractions X,Y; scroll by X,Y pixels; repeatable",
      addTouch},
+    {"--finger", "ACTION,X,Y@SECOND",
+     "the same at fractions X,Y of the panel, converted to the display that it shows; repeatable", addFinger},
 
     {"--headless", "", "no window; every decoded frame counts as shown",
      [](Options& o, std::string_view) { return setFlag(o.headless); }},

@@ -16,9 +16,14 @@ namespace quillon::device {
 
 /// A message that the device sends by itself at a time after the accept, on every link.
 struct ScriptedMessage {
+    struct Finger {
+        uint8_t action = 0;
+        Point onPanel;  ///< fractions
+    };
     Clock::duration at{};
     wire::MessageType type{};
     Bytes payload;
+    std::optional<Finger> finger;  ///< instead of a payload: what it touches is known when it is sent
 };
 
 /// What the command line asks for.

@@ -4,8 +4,8 @@ namespace quillon::device {
 
 PictureLayout layoutOf(const ScreenState& state, std::optional<Size> mirrored) {
     const auto display = state.settings.display ? state.settings.display : mirrored;
-    if (!display || !state.frame) return {};
-    return {*display, state.frame->picture->size(), state.settings.scaling};
+    if (!display) return {};
+    return {*display, state.frame ? state.frame->picture->size() : state.panel, state.settings.scaling};
 }
 
 void Screen::change(const std::function<void(ScreenState&)>& change) {

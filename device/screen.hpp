@@ -32,8 +32,8 @@ struct ScreenState {
     Size panel;  ///< pixels
 };
 
-/// Where the display lies in the newest frame. `mirrored` is the shape of a mirrored display, if anyone
-/// knows it; without it such a display fills the picture.
+/// Where the display lies in the newest frame, or in the one that will fill the panel. `mirrored` is the
+/// shape of a mirrored display, if anyone knows it; without it such a display fills the picture.
 PictureLayout layoutOf(const ScreenState& state, std::optional<Size> mirrored);
 
 /// The newest state, handed from the link thread to whoever shows it. Any thread.

@@ -120,7 +120,8 @@ bool Window::handle(const SDL_Event& event) {
             if (event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) resized();
             break;
         case SDL_MOUSEMOTION:
-            touch(pressed_ ? wire::Input::drag : wire::Input::hover, event.motion.x, event.motion.y);
+            touch(device_.isTouched() ? wire::Input::drag : wire::Input::hover, event.motion.x,
+                  event.motion.y);
             break;
         case SDL_MOUSEBUTTONDOWN:
             if (event.button.button == SDL_BUTTON_LEFT) {
@@ -171,21 +172,11 @@ SDL_Rect Window::pictureRect(const ScreenState& state) const {
 }
 
 void Window::touch(uint8_t action, int x, int y) {
-    const ScreenState state = device_.screen().state();
-    const SDL_Rect place = pictureRect(state);
+    if (options_.viewOnly) return;
+    const SDL_Rect place = pictureRect(device_.screen().state());
     // The middle of the pixel under the mouse.
-    const Point inPicture{(x - place.x + 0.5) / place.w, (y - place.y + 0.5) / place.h};
-    const Point onDisplay = layoutOf(state, options_.mirroredDisplay).displayAt(inPicture);
-    const bool outside = !Rect{0, 0, 1, 1}.contains(onDisplay);
-    // A bar is no part of the display. But a finger that went down on the display stays in touch with it.
-    if (!pressed_ && (outside || action == wire::Input::release)) return;
-    pressed_ = action == wire::Input::press || action == wire::Input::drag;
-    SDL_CaptureMouse(pressed_ ? SDL_TRUE : SDL_FALSE);
-    wire::Input input;
-    input.action = action;
-    input.x = static_cast<float>(std::clamp(onDisplay.x, 0.0, 1.0));
-    input.y = static_cast<float>(std::clamp(onDisplay.y, 0.0, 1.0));
-    send(input);
+    device_.touch(action, {(x - place.x + 0.5) / place.w, (y - place.y + 0.5) / place.h});
+    SDL_CaptureMouse(device_.isTouched() ? SDL_TRUE : SDL_FALSE);
 }
 
 /// Hosts scroll towards the end of a document for positive pixels; a wheel turned towards the user counts
@@ -195,10 +186,6 @@ void Window::scroll(const SDL_MouseWheelEvent& wheel) {
     input.action = wire::Input::scroll;
     input.dx = wheel.preciseX * kPixelsPerNotch;
     input.dy = -wheel.preciseY * kPixelsPerNotch;
-    send(input);
-}
-
-void Window::send(const wire::Input& input) {
     const auto link = device_.screen().state().link;
     if (link && !options_.viewOnly) link->send(wire::MessageType::input, 0, wire::inputPayload(input));
 }

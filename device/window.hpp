@@ -63,7 +63,6 @@ class Window {
     SDL_Rect pictureRect(const ScreenState& state) const;
     void touch(uint8_t action, int x, int y);
     void scroll(const SDL_MouseWheelEvent& wheel);
-    void send(const wire::Input& input);
 
     Device& device_;
     const Options& options_;
@@ -74,7 +73,6 @@ class Window {
     Size pictureSize_;
     std::shared_ptr<const Frame> shown_;
     Sprite pointer_;
-    bool pressed_ = false;
     std::optional<Moment> panelReportDue_;
     const Uint32 changedEvent_;
     std::atomic<bool> changePosted_ = false;  ///< any thread: one event stands for many changes

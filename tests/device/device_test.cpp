@@ -126,6 +126,21 @@ TEST_F(DeviceTest, sends_what_its_script_says) {
     EXPECT_EQ(host.readUntil(MessageType::panelReport)->payload, (Bytes{'h', 'i'}));
 }
 
+TEST_F(DeviceTest, converts_a_finger_on_the_panel_to_the_display) {
+    options_.script = {{std::chrono::milliseconds(500),
+                        MessageType::input,
+                        {},
+                        ScriptedMessage::Finger{wire::Input::press, {0.25, 0.25}}}};
+    start();
+    ScriptedHost host(device_->port());
+    host.readGreeting();
+    host.send(MessageType::settingsLine, "1600×1000 | Smooth Off | Fit");  // on 2048x1536
+    const auto touch = host.readUntil(MessageType::input);
+    ASSERT_TRUE(touch);
+    EXPECT_FLOAT_EQ(wire::parseInput(touch->payload)->x, 0.25F);
+    EXPECT_FLOAT_EQ(wire::parseInput(touch->payload)->y, 0.2F);
+}
+
 TEST_F(DeviceTest, closes_the_link_on_a_length_that_no_host_sends) {
     start();
     ScriptedHost host(device_->port());

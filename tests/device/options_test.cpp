@@ -100,6 +100,15 @@ TEST(DeviceOptions, order_scripted_messages_by_time) {
               (Size{1536, 2048}));
 }
 
+TEST(DeviceOptions, keep_a_fingers_place_on_the_panel) {
+    const Options options = parse({"--finger", "drag,0.25,0.5@1", "--touch", "drag,0.25,0.5@2"});
+    ASSERT_EQ(options.script.size(), 2U);
+    ASSERT_TRUE(options.script[0].finger);
+    EXPECT_EQ(options.script[0].finger->action, wire::Input::drag);
+    EXPECT_EQ(options.script[0].finger->onPanel, (Point{0.25, 0.5}));
+    EXPECT_FALSE(options.script[1].finger);
+}
+
 TEST(DeviceOptions, refuse_with_a_reason) {
     EXPECT_THAT(errorOf({"--prot", "1"}), HasSubstr("unknown option --prot"));
     EXPECT_THAT(errorOf({"--port"}), HasSubstr("--port needs a value"));
@@ -110,15 +119,26 @@ TEST(DeviceOptions, refuse_with_a_reason) {
 }
 
 TEST(DeviceOptions, refuse_values_that_are_none) {
-    const std::vector<std::vector<const char*>> bad{{"--port", "-1"},           {"--port", ""},
-                                                    {"--seconds", "x"},         {"--seconds", "-1"},
-                                                    {"--seconds", "nan"},       {"--seconds", "1e9"},
-                                                    {"--panel", "2048"},        {"--panel", "x"},
-                                                    {"--panel", "99999x2048"},  {"--counter-scale", "0"},
-                                                    {"--counter-scale", "inf"}, {"--fault", "explode"},
-                                                    {"--touch", "press,1@1"},   {"--touch", "poke,0,0@1"},
-                                                    {"--touch", "press,0,0"},   {"--panel-report", "1x2"},
-                                                    {"--snapshot", ""},         {"extra"}};
+    const std::vector<std::vector<const char*>> bad{{"--port", "-1"},
+                                                    {"--port", ""},
+                                                    {"--seconds", "x"},
+                                                    {"--seconds", "-1"},
+                                                    {"--seconds", "nan"},
+                                                    {"--seconds", "1e9"},
+                                                    {"--panel", "2048"},
+                                                    {"--panel", "x"},
+                                                    {"--panel", "99999x2048"},
+                                                    {"--counter-scale", "0"},
+                                                    {"--counter-scale", "inf"},
+                                                    {"--fault", "explode"},
+                                                    {"--touch", "press,1@1"},
+                                                    {"--touch", "poke,0,0@1"},
+                                                    {"--touch", "press,0,0"},
+                                                    {"--panel-report", "1x2"},
+                                                    {"--finger", "scroll,1,1@1"},
+                                                    {"--finger", "press,0@1"},
+                                                    {"--snapshot", ""},
+                                                    {"extra"}};
     for (const auto& arguments : bad) EXPECT_NE(errorOf(arguments), "") << arguments[0] << arguments.back();
 }
 
