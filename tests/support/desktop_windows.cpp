@@ -34,15 +34,15 @@ std::string WindowManager::missing() {
     return std::filesystem::exists(kManager) ? "" : "openbox is not installed";
 }
 
-WindowManager::WindowManager() : process_({kManager, "--sm-disable"}) {}
+WindowManager::WindowManager()
+    : probe_(windows_.open({0, 0, 100, 100})), process_({kManager, "--sm-disable"}) {}
 
 std::unique_ptr<WindowManager> WindowManager::start() {
-    // It takes over what is there at the end of its start. A window that came in the middle might never be
-    // shown.
-    TestWindows windows;
-    const xcb_window_t probe = windows.open({0, 0, 100, 100});
     std::unique_ptr<WindowManager> manager(new WindowManager);
-    return eventually([&] { return windows.isManaged(probe); }) ? std::move(manager) : nullptr;
+    TestWindows& windows = manager->windows_;
+    if (!eventually([&] { return windows.isManaged(manager->probe_); })) return nullptr;
+    windows.close(manager->probe_);
+    return manager;
 }
 
 TestWindows::TestWindows() : connection_(xcb_connect(nullptr, nullptr)) {

@@ -13,22 +13,6 @@
 
 namespace quillon::testing {
 
-/// A real window manager (openbox) on the server that DISPLAY names.
-class WindowManager {
-  public:
-    /// Why there can be none on this machine; empty when there can.
-    static std::string missing();
-    /// Returns when it manages windows; null when it did not come up.
-    static std::unique_ptr<WindowManager> start();
-
-    const ChildProcess& process() const { return process_; }
-    ChildProcess& process() { return process_; }
-
-  private:
-    WindowManager();
-    ChildProcess process_;
-};
-
 /// Windows of plain programs on the server that DISPLAY names, made by one connection, and what becomes of
 /// them. Single-threaded.
 class TestWindows {
@@ -70,6 +54,27 @@ class TestWindows {
     std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
     xcb_connection_t* connection_;
     xcb_window_t root_ = XCB_NONE;
+};
+
+/// A real window manager (openbox) on the server that DISPLAY names.
+class WindowManager {
+  public:
+    /// Why there can be none on this machine; empty when there can.
+    static std::string missing();
+    /// Returns when it manages windows; null when it did not come up.
+    static std::unique_ptr<WindowManager> start();
+
+    ChildProcess& process() { return process_; }
+
+  private:
+    WindowManager();
+
+    // The manager takes over what is there at the end of its start: the probe tells when. A window that came
+    // in the middle might never be shown. The probe's connection stays, so that no other window gets its
+    // number while the manager is still busy with its end.
+    TestWindows windows_;
+    xcb_window_t probe_;
+    ChildProcess process_;
 };
 
 /// Looks every few milliseconds; false when `done` was not true within `limit`.
