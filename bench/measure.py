@@ -9,6 +9,7 @@ import tempfile
 import time
 
 import candidates
+import extending
 import full_rate
 import procfs
 import scene_costs
@@ -25,6 +26,7 @@ GROUPS = {
     "device": through_device.measure,
     "link": strained_link.measure,
     "small": small_costs.measure,
+    "extend": extending.measure,
 }
 
 
