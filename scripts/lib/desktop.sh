@@ -12,7 +12,7 @@ write_xorg_config() {
     # Any timing does for an output that no wire leaves, but for the blanking that flat screens know.
     local timing="240 $width $((width + 128)) $((width + 336)) $((width + 464))"
     timing+=" $height $((height + 3)) $((height + 7)) $((height + 30))"
-    sed "s/@MODE@/$2/; s/@TIMING@/$timing/; s/@VIRTUAL@/4096 4096/" scripts/lib/xorg-dummy.conf >"$1"
+    sed "s/@MODE@/$2/; s/@TIMING@/$timing/; s/@VIRTUAL@/8192 8191/" scripts/lib/xorg-dummy.conf >"$1"
 }
 
 # start_server FOLDER WxH: an own X server, and nothing on it. Exports DISPLAY. FOLDER takes its files.
@@ -28,16 +28,15 @@ start_server() {
     export DISPLAY
 }
 
-# start_desktop FOLDER WxH: the same with a window manager and windows in which something happens.
+# start_desktop FOLDER WxH: the same with a window manager.
 start_desktop() {
+    local folder=$1
     start_server "$@"
     xsetroot -solid '#34495e' -cursor_name left_ptr
-    openbox --sm-disable >/dev/null 2>&1 &
-    started+=("$!")
     # Windows that come while the window manager starts may never be mapped.
-    wait_for 10 desktop_has_windows 0
-    start_windows
-    wait_for 10 desktop_has_windows 3
+    openbox --sm-disable --startup "touch '$folder/openbox'" >/dev/null 2>&1 &
+    started+=("$!")
+    wait_for 10 test -e "$folder/openbox"
 }
 
 # desktop_has_windows N: whether the window manager runs and manages at least N windows.
@@ -50,13 +49,46 @@ desktop_has_windows() {
 terminal() {
     local title=$1 geometry=$2
     shift 2
-    xterm -T "$title" -geometry "$geometry" -fa 'DejaVu Sans Mono' -fs 15 -bg '#1d2329' -fg '#d8dee9' \
+    xterm -T "$title" -name "quillon-demo-$title" -geometry "$geometry" -fa 'DejaVu Sans Mono' -fs 15 -bg '#1d2329' -fg '#d8dee9' \
         +sb -b 8 -e "$@" >/dev/null 2>&1 &
     started+=("$!")
 }
 
+# Windows in which something happens, "TITLE COLUMNSxROWS X Y" each, for a display of 1600x1200.
+content_windows=(
+    'Source 70x44 40 40'
+    'Machine 52x20 928 40'
+    'Clock 52x21 928 600'
+)
+
+# start_windows: opens them on the main display.
 start_windows() {
-    terminal 'Source code' 86x56+56+60 bash -c '
+    local window title size x y
+    for window in "${content_windows[@]}"; do
+        read -r title size x y <<<"$window"
+        "show_${title,,}" "$title" "$size+$x+$y"
+    done
+    wait_for 10 windows_are_open
+}
+
+windows_are_open() {
+    local window
+    for window in "${content_windows[@]}"; do
+        xdotool search --onlyvisible --classname "^quillon-demo-${window%% *}\$" >/dev/null || return 1
+    done
+}
+
+# move_windows X Y: takes them to the display whose corner is there.
+move_windows() {
+    local window title x y
+    for window in "${content_windows[@]}"; do
+        read -r title _ x y <<<"$window"
+        xdotool search --onlyvisible --classname "^quillon-demo-$title\$" windowmove $(($1 + x)) $(($2 + y))
+    done
+}
+
+show_source() {
+    terminal "$1" "$2" bash -c '
         while :; do
             for file in */*.hpp; do
                 printf "\n\033[1;38;5;110m%s\033[0m\n" "$file"
@@ -70,14 +102,20 @@ start_windows() {
                 done <"$file"
             done
         done'
-    terminal 'What the machine does' 72x26+1136+60 top -d 1
-    terminal 'Clock' 72x22+1136+820 bash -c '
+}
+
+show_machine() {
+    terminal "$1" "$2" top -d 1
+}
+
+show_clock() {
+    terminal "$1" "$2" bash -c '
         printf "\033[?25l"
         while :; do
             printf "\033[H\n   \033[1;38;5;222m%(%H:%M:%S)T\033[0m\n\n" -1
             for i in {1..24}; do
                 printf "\033[6;4H\033[38;5;73m"
-                for ((c = 0; c < i * 5 / 2; c++)); do printf "█"; done
+                for ((c = 0; c < i * 2; c++)); do printf "█"; done
                 printf "\033[K\033[0m"
                 sleep 0.04
             done

@@ -21,7 +21,7 @@ declare -A QUILLON_PACKAGES=(
 
     # The desktop that the demo puts on such a server: a window manager and terminals.
     [desktop]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils
-        openbox xterm procps fonts-dejavu-core"
+        openbox xterm xdotool procps fonts-dejavu-core"
 
     # The service discovery that stands in where a machine has none.
     [discovery]="avahi-daemon dbus-daemon dbus-bin iproute2"
