@@ -53,12 +53,6 @@ int listDisplays() {
     std::_Exit(status);  // as above
 }
 
-int refuse(std::string_view what) {
-    std::fprintf(stderr, "QuillonHost: this build does not offer %.*s\n", static_cast<int>(what.size()),
-                 what.data());
-    return EXIT_FAILURE;
-}
-
 int run(const std::vector<std::string>& arguments) {
     const auto skipped = Options::skippedWords(arguments);
     if (std::ranges::count(skipped, "--help") > 0) {
@@ -71,8 +65,7 @@ int run(const std::vector<std::string>& arguments) {
     }
 
     const Options options = Options::parse(arguments);
-    const Mode mode = chooseMode(options, bundlePathOf(arguments.empty() ? "" : arguments.front()));
-    switch (mode) {
+    switch (chooseMode(options, bundlePathOf(arguments.empty() ? "" : arguments.front()))) {
         case Mode::modeProbe:
             return runModeProbe(*makePlatform(), options);
         case Mode::inputCheck:
@@ -95,9 +88,8 @@ int run(const std::vector<std::string>& arguments) {
             runTrayApplication(arguments);
         case Mode::host:
             host(options);
-        default:
-            return refuse(nameOf(mode));
     }
+    return EXIT_FAILURE;  // no further mode exists
 }
 
 }  // namespace

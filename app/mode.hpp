@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <string_view>
 
 #include "app/options.hpp"
 
@@ -27,8 +26,5 @@ Mode chooseMode(const Options& options, const std::filesystem::path& bundlePath)
 
 /// The application bundle that the program at `programPath` belongs to, otherwise its folder.
 std::filesystem::path bundlePathOf(const std::filesystem::path& programPath);
-
-/// What a mode is called when people are told about it.
-std::string_view nameOf(Mode mode);
 
 }  // namespace quillon
