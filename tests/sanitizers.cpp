@@ -8,9 +8,13 @@ const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identif
     return "leak:libfontconfig.so\n";
 }
 
-/// Pango loads fonts on a thread of its own and waits for it by means that the sanitizer does not see.
+/// Pango loads fonts on a thread of its own and waits for it by means that the sanitizer does not see; so
+/// does libdbus take its locks.
 const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
-    return "called_from_lib:libfontconfig.so\n"
+    return "mutex:libavahi-client.so\n"
+           "mutex:libdbus-1.so\n"
+           "called_from_lib:libdbus-1.so\n"
+           "called_from_lib:libfontconfig.so\n"
            "called_from_lib:libglib-2.0.so\n"
            "called_from_lib:libpangoft2-1.0.so\n";
 }
