@@ -157,7 +157,8 @@ TEST(ClassicMenuTest, ResolutionsCarryTheirSize) {
 TEST(ClassicMenuTest, MirroringHasNoResolution) {
     PopoverSnapshot snapshot = fresh();
     snapshot.mirror = true;
-    const MenuItem* item = findItem(classicMenu(snapshot), "Resolution — not used when mirroring");
+    const Menu menu = classicMenu(snapshot);
+    const MenuItem* item = findItem(menu, "Resolution — not used when mirroring");
     ASSERT_NE(item, nullptr);
     EXPECT_FALSE(item->enabled);
     EXPECT_TRUE(item->submenu.empty());
