@@ -33,10 +33,10 @@ class Run:
             time.sleep(warm_up)
             self.start = time.monotonic_ns()
             own, server = procfs.CpuMeter(candidate.pid), procfs.CpuMeter(screen.pid)
-            sleeps = procfs.wakeups(candidate.pid)
+            wakeups = procfs.WakeupMeter(candidate.pid)
             time.sleep(seconds)
             self.own, self.server = own.per_second(), server.per_second()
-            self.wakeups = (procfs.wakeups(candidate.pid) - sleeps) / seconds
+            self.wakeups = wakeups.per_second()
             self.end = time.monotonic_ns()
             self.memory = procfs.peak_memory_mib(candidate.pid)
             candidate.program.require_running()

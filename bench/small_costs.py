@@ -41,10 +41,10 @@ def wakeups_at_rest(bench, screen):
     with Scene(bench.build, screen, "still", FPS, bench.folder), QuillonHost(screen, FPS, bench.folder, "rest") as host:
         host.wait_for_stream()
         time.sleep(bench.warm_up + 1)
-        before = procfs.wakeups(host.pid)
+        meter = procfs.WakeupMeter(host.pid)
         time.sleep(2 * bench.seconds)
         host.program.require_running()
-        return (procfs.wakeups(host.pid) - before) / (2 * bench.seconds)
+        return meter.per_second()
 
 
 def first_pictures(bench, screen, times):
