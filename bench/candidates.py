@@ -121,6 +121,7 @@ class QuillonHost:
     name = "QuillonHost"
     build = None  # set once by the caller
     environment = {}  # what the host gets besides
+    streaming = "[session] Mirroring"  # its word that it streams
 
     def __init__(self, screen, fps, folder, label):
         self.stream_path = os.path.join(folder, f"{label}.h264")
@@ -140,7 +141,7 @@ class QuillonHost:
             home = os.path.join(folder, "home")
             os.makedirs(home, exist_ok=True)
             self.program = Program(
-                host_command(self.build, screen, fps, "--transport", "usb"), base + ".log",
+                self.command(screen, fps, home), base + ".log",
                 env={**screen.env, **host_environment(home), "USBMUXD_SOCKET_ADDRESS": f"UNIX:{mux}",
                      **self.environment},
                 end_signal=signal.SIGINT)
@@ -148,12 +149,15 @@ class QuillonHost:
             self._device.stop()
             raise
 
+    def command(self, screen, fps, home):
+        return host_command(self.build, screen, fps, "--transport", "usb")
+
     @property
     def pid(self):
         return self.program.pid
 
     def wait_for_stream(self):
-        wait_until(lambda: self.program.require_running() or self.program.said("[session] Mirroring"), 15,
+        wait_until(lambda: self.program.require_running() or self.program.said(self.streaming), 15,
                    "QuillonHost's stream")
 
     def messages(self):

@@ -16,6 +16,7 @@ import scene_costs
 import small_costs
 import strained_link
 import through_device
+import tray_application
 from report import Report, Row
 from running import NotMeasured
 
@@ -27,6 +28,7 @@ GROUPS = {
     "link": strained_link.measure,
     "small": small_costs.measure,
     "extend": extending.measure,
+    "application": tray_application.measure,
 }
 
 

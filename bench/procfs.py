@@ -95,13 +95,28 @@ class WakeupMeter:
         return sum(number - self._before.get(task, 0) for task, number in self._now().items()) / seconds
 
 
-def peak_memory_mib(pid):
-    """The most memory that was ever resident, or None."""
+def _mib(path, name):
+    """What a line of such a file in /proc tells, or None."""
     try:
-        with open(f"/proc/{pid}/status") as file:
+        with open(path) as file:
             for line in file:
-                if line.startswith("VmHWM:"):
+                if line.startswith(f"{name}:"):
                     return int(line.split()[1]) / 1024
     except OSError:
         pass
     return None
+
+
+def peak_memory_mib(pid):
+    """The most memory that was ever resident, or None."""
+    return _mib(f"/proc/{pid}/status", "VmHWM")
+
+
+def resident_memory_mib(pid):
+    """The memory that is resident now, or None."""
+    return _mib(f"/proc/{pid}/status", "VmRSS")
+
+
+def proportional_memory_mib(pid):
+    """The same with what several processes share divided among them, or None."""
+    return _mib(f"/proc/{pid}/smaps_rollup", "Pss")

@@ -31,10 +31,10 @@ declare -A QUILLON_PACKAGES=(
         avahi-daemon dbus-daemon
         weston xwayland fonts-dejavu-core clang-16 clang-format"
 
-    # The programs that the benchmarks compare with, and what shapes the link.
+    # The programs that the benchmarks compare with, what shapes the link, and a desktop for the tray application.
     [bench]="ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
         gstreamer1.0-plugins-ugly gstreamer1.0-x xserver-xorg-core xserver-xorg-video-dummy
-        x11-xserver-utils iproute2 python3"
+        x11-xserver-utils iproute2 openbox trayer xdotool python3"
 
     # Making the Debian package, and looking at it.
     [package]="dpkg-dev file desktop-file-utils"
