@@ -7,6 +7,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
+#include <memory>
 #include <optional>
 
 #include "base/log.hpp"
@@ -18,6 +19,9 @@ namespace {
 
 const auto kService = QStringLiteral("org.freedesktop.ScreenSaver");
 const auto kPath = QStringLiteral("/org/freedesktop/ScreenSaver");
+
+/// Giving up the lock waits for an answer that is still on its way; milliseconds.
+constexpr int kLongestAnswer = 1000;
 
 QDBusMessage callOf(const char* method) {
     return QDBusMessage::createMethodCall(kService, kPath, kService, QString::fromLatin1(method));
@@ -34,6 +38,10 @@ class SaverInhibition : public QObject {
         inhibit();
     }
     ~SaverInhibition() override {
+        if (asked_) {
+            asked_->waitForFinished();
+            take(*asked_);
+        }
         if (!cookie_) return;
         QDBusMessage release = callOf("UnInhibit");
         release << *cookie_;
@@ -44,22 +52,25 @@ class SaverInhibition : public QObject {
     void inhibit() {
         QDBusMessage request = callOf("Inhibit");
         request << QStringLiteral("Quillon") << reason_;
-        // The reply finds its way also when the lock has been given up meanwhile.
-        auto* const answer =
-            new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(request), this);
-        connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
-            const QDBusPendingReply<uint> reply = *answer;
-            if (!reply.isError()) {
-                cookie_ = reply.value();
-            } else if (reply.error().type() != QDBusError::ServiceUnknown) {
-                Log::write("wake lock refused: " + reply.error().message().toStdString());
-            }
-            answer->deleteLater();
+        asked_ = std::make_unique<QDBusPendingCallWatcher>(
+            QDBusConnection::sessionBus().asyncCall(request, kLongestAnswer));
+        connect(asked_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
+            take(*asked_);
+            asked_.release()->deleteLater();
         });
+    }
+
+    void take(const QDBusPendingReply<uint>& reply) {
+        if (!reply.isError()) {
+            cookie_ = reply.value();
+        } else if (reply.error().type() != QDBusError::ServiceUnknown) {
+            Log::write("wake lock refused: " + reply.error().message().toStdString());
+        }
     }
 
     const QString reason_;
     QDBusServiceWatcher service_;
+    std::unique_ptr<QDBusPendingCallWatcher> asked_;  ///< not yet answered; must be known to be taken back
     std::optional<uint> cookie_;
 };
 
