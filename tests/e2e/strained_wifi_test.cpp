@@ -151,7 +151,7 @@ class StrainedWiFiTest : public DeskTest {
                 const size_t now = frames().size();
                 if (now != seen) since = Clock::now();
                 seen = now;
-                return Clock::now() - since > 4s;
+                return Clock::now() - since > 6s;
             },
             limit);
     }
