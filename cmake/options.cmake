@@ -21,6 +21,17 @@ else()
   add_link_options(-Wl,--as-needed)
 endif()
 
+option(QUILLON_UNITY "Compile the sources of a room several at a time: most of a build is reading headers" OFF)
+if(QUILLON_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # It suspects every class of a source that another file includes.
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+endif()
+
+# quillon_unite(TARGET): compiles its sources together where that is asked for.
+function(quillon_unite target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${QUILLON_UNITY} UNITY_BUILD_BATCH_SIZE 8)
+endfunction()
+
 # quillon_room(NAME [LIBRARIES...]): a static library of all sources of the calling folder.
 function(quillon_room name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
@@ -28,6 +39,7 @@ function(quillon_room name)
   if(sources)
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC ${ARGN})
+    quillon_unite(${name})
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE ${ARGN})

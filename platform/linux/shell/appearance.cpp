@@ -16,8 +16,8 @@ namespace {
 constexpr uint kNoPreference = 0;
 constexpr uint kPreferDark = 1;
 
-const auto kService = QStringLiteral("org.freedesktop.portal.Desktop");
-const auto kPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const auto kPortal = QStringLiteral("org.freedesktop.portal.Desktop");
+const auto kPortalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const auto kInterface = QStringLiteral("org.freedesktop.portal.Settings");
 const auto kGroup = QStringLiteral("org.freedesktop.appearance");
 const auto kKey = QStringLiteral("color-scheme");
@@ -32,13 +32,13 @@ QVariant unwrapped(QVariant value) {
 
 Appearance::Appearance() : paletteIsDark_(themeOf(QApplication::palette()).isDark) {
     apply(kNoPreference);
-    QDBusConnection::sessionBus().connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
-                                          SLOT(settingChanged(QString, QString, QDBusVariant)));
+    QDBusConnection::sessionBus().connect(kPortal, kPortalPath, kInterface, QStringLiteral("SettingChanged"),
+                                          this, SLOT(settingChanged(QString, QString, QDBusVariant)));
     askPortal();
 }
 
 void Appearance::askPortal() {
-    auto question = QDBusMessage::createMethodCall(kService, kPath, kInterface, QStringLiteral("Read"));
+    auto question = QDBusMessage::createMethodCall(kPortal, kPortalPath, kInterface, QStringLiteral("Read"));
     question << kGroup << kKey;
     const auto call = QDBusConnection::sessionBus().asyncCall(question);
     auto* const answer = new QDBusPendingCallWatcher(call, this);
