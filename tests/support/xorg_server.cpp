@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -135,14 +136,17 @@ long XorgServer::residentKiB() const {
 
 void XorgServer::kill() {
     if (process_ < 0) return;
+    // The number stays taken as long as this object lives: who looks for this server again must not find one
+    // of another test.
+    const std::string lock = folder_ / "lock";
+    std::ofstream(lock) << std::setw(10) << getpid() << '\n';
+    std::error_code ignored;
+    std::filesystem::rename(lock, lockFile(), ignored);
     ::kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
     process_ = -1;
-    // A killed server leaves these behind, and they would block its number for a while.
-    const std::string number = display_.substr(1);
-    std::error_code ignored;
-    std::filesystem::remove("/tmp/.X11-unix/X" + number, ignored);
-    std::filesystem::remove("/tmp/.X" + number + "-lock", ignored);
+    std::filesystem::remove("/tmp/.X11-unix/X" + display_.substr(1), ignored);
+    wasKilled_ = true;
 }
 
 XorgServer::~XorgServer() {
@@ -155,7 +159,12 @@ XorgServer::~XorgServer() {
         }
     }
     std::error_code ignored;
+    if (wasKilled_) std::filesystem::remove(lockFile(), ignored);
     if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+}
+
+std::string XorgServer::lockFile() const {
+    return "/tmp/.X" + display_.substr(1) + "-lock";
 }
 
 bool XorgServer::xrandr(const std::string& arguments) const {

@@ -29,7 +29,7 @@ class XorgServer {
     /// What the server holds of the machine's memory.
     long residentKiB() const;
 
-    /// Kills the server without a farewell.
+    /// Kills the server without a farewell. Nobody gets its number while this object lives.
     void kill();
 
     /// Runs `xrandr` with these arguments; true when it succeeded.
@@ -39,8 +39,10 @@ class XorgServer {
     XorgServer() = default;
     bool launch(const std::vector<std::string>& arguments);
     bool endWithin(std::chrono::milliseconds limit);
+    std::string lockFile() const;
 
     pid_t process_ = -1;
+    bool wasKilled_ = false;
     std::string display_;
     std::filesystem::path folder_;
 };
