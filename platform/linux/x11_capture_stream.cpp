@@ -87,11 +87,15 @@ void X11CaptureStream::run() {
 
 std::optional<std::string> X11CaptureStream::takeEvents() {
     bool displaysChanged = false;
-    while (const auto event = connection_->pollEvent()) {
-        if (grabber_.isDamage(*event) && !std::exchange(isChanged_, true)) changedAt_ = Clock::now();
-        if (isDisplayChange(*connection_, *event)) displaysChanged = true;
-    }
-    if (displaysChanged) followDisplay();
+    do {
+        displaysChanged = false;
+        while (const auto event = connection_->pollEvent()) {
+            if (grabber_.isDamage(*event) && !std::exchange(isChanged_, true)) changedAt_ = Clock::now();
+            if (isDisplayChange(*connection_, *event)) displaysChanged = true;
+        }
+        // The questions that this asks may have brought in further events, for which nothing would wake us.
+        if (displaysChanged) followDisplay();
+    } while (displaysChanged);
     if (!connection_->isAlive()) return "the X server has ended";
     if (missingSince_ && Clock::now() - *missingSince_ >= kMissingLimit)
         return "the captured display is gone";
