@@ -4,13 +4,15 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
-#include <iomanip>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -136,17 +138,20 @@ long XorgServer::residentKiB() const {
 
 void XorgServer::kill() {
     if (process_ < 0) return;
-    // The number stays taken as long as this object lives: who looks for this server again must not find one
-    // of another test.
-    const std::string lock = folder_ / "lock";
-    std::ofstream(lock) << std::setw(10) << getpid() << '\n';
-    std::error_code ignored;
-    std::filesystem::rename(lock, lockFile(), ignored);
     ::kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
     process_ = -1;
-    std::filesystem::remove("/tmp/.X11-unix/X" + display_.substr(1), ignored);
-    wasKilled_ = true;
+    // The number stays taken as long as this object lives: who looks for this server again must not find one
+    // of another test. Nobody listens at the address that servers ask for first.
+    const std::string path = "/tmp/.X11-unix/X" + display_.substr(1);
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path + 1, sizeof address.sun_path - 1);  // no file: an abstract name
+    placeholder_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bind(placeholder_, reinterpret_cast<const sockaddr*>(&address),
+         static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + path.size()));
 }
 
 XorgServer::~XorgServer() {
@@ -159,12 +164,8 @@ XorgServer::~XorgServer() {
         }
     }
     std::error_code ignored;
-    if (wasKilled_) std::filesystem::remove(lockFile(), ignored);
+    if (placeholder_ >= 0) close(placeholder_);
     if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
-}
-
-std::string XorgServer::lockFile() const {
-    return "/tmp/.X" + display_.substr(1) + "-lock";
 }
 
 bool XorgServer::xrandr(const std::string& arguments) const {

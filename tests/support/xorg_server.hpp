@@ -39,10 +39,9 @@ class XorgServer {
     XorgServer() = default;
     bool launch(const std::vector<std::string>& arguments);
     bool endWithin(std::chrono::milliseconds limit);
-    std::string lockFile() const;
 
     pid_t process_ = -1;
-    bool wasKilled_ = false;
+    int placeholder_ = -1;  ///< socket at a killed server's address
     std::string display_;
     std::filesystem::path folder_;
 };
