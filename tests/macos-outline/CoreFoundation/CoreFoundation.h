@@ -1,7 +1,7 @@
 #pragma once
 
-// Outline of CoreFoundation: the declarations that platform/macos/ calls. Functions with "Create" or "Copy" in
-// their name hand the caller one reference.
+// Outline of CoreFoundation: the declarations that platform/macos/ calls. Functions with "Create" or "Copy"
+// in their name hand the caller one reference.
 
 #include <stdint.h>
 

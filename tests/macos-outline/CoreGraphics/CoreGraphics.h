@@ -5,7 +5,9 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <stddef.h>
 
-inline CGPoint CGPointMake(CGFloat x, CGFloat y) { return CGPoint{x, y}; }
+inline CGPoint CGPointMake(CGFloat x, CGFloat y) {
+    return CGPoint{x, y};
+}
 inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
     return CGRect{{x, y}, {width, height}};
 }
@@ -72,8 +74,8 @@ CGEventRef CGEventCreate(CGEventSourceRef source);
 CGEventRef CGEventCreateMouseEvent(CGEventSourceRef source, CGEventType type, CGPoint place,
                                    CGMouseButton button);
 CGEventRef CGEventCreateScrollWheelEvent2(CGEventSourceRef source, CGScrollEventUnit units,
-                                          uint32_t wheelCount, int32_t wheel1, int32_t wheel2,
-                                          int32_t wheel3) CF_AVAILABLE_MAC(10.13);
+                                          uint32_t wheelCount, int32_t wheel1, int32_t wheel2, int32_t wheel3)
+    CF_AVAILABLE_MAC(10.13);
 CGPoint CGEventGetLocation(CGEventRef event);
 void CGEventSetIntegerValueField(CGEventRef event, CGEventField field, int64_t value);
 void CGEventPost(CGEventTapLocation tap, CGEventRef event);

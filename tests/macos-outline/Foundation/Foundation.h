@@ -40,7 +40,7 @@ typedef NSString* NSRunLoopMode;
 @end
 
 __attribute__((objc_root_class))
-@interface NSObject <NSObject>
+@interface NSObject<NSObject>
 + (instancetype)alloc;
 - (instancetype)init;
 + (instancetype)new;
@@ -68,7 +68,8 @@ typedef struct {
 @property(readonly) NSUInteger length;
 @property(nullable, readonly) const char* UTF8String;
 + (instancetype)stringWithUTF8String:(const char*)text;
-- (nullable instancetype)initWithBytes:(const void*)bytes length:(NSUInteger)length
+- (nullable instancetype)initWithBytes:(const void*)bytes
+                                length:(NSUInteger)length
                               encoding:(NSUInteger)encoding;
 - (BOOL)isEqualToString:(NSString*)other;
 @end
@@ -98,7 +99,7 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 @interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
 + (instancetype)array;
-+ (instancetype)arrayWithObjects:(const ObjectType _Nonnull [_Nullable])objects count:(NSUInteger)count;
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nullable])objects count:(NSUInteger)count;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)index;
 @end
 
@@ -110,8 +111,8 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
-+ (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull [_Nullable])objects
-                              forKeys:(const KeyType<NSCopying> _Nonnull [_Nullable])keys
++ (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nullable])objects
+                              forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
                                 count:(NSUInteger)count;
 - (nullable ObjectType)objectForKeyedSubscript:(KeyType)key;
 @end
