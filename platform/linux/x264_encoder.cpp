@@ -271,7 +271,7 @@ class X264Encoder : public VideoEncoder {
         retry_ = kFirstRetry;
         patience_ = kBetweenRefinements;
         nextImprovement_ = SteadyClock::now() + pause;
-        canImprove_ = !rate_.isRefined() && !cadence_.isDue(lastTime_);
+        canImprove_ = !rate_.isRefined();
         if (!canImprove_) current_.picture.reset();
     }
 

@@ -165,6 +165,13 @@ double RateController::largest(double share) const {
     return link_ < asked_ ? std::min(most, link_ * kLongestOnLink) : most;
 }
 
+double RateController::largestKey(const Request& request) const {
+    if (!hasKey_) return largest(kLargestFirstFrame);
+    const double most = largest(kLargestKeyFrame);
+    if (isMoving(request)) return most;
+    return std::max(most, std::min(largestAtRest(request), bitrate_ * kLargestKeyFrame));
+}
+
 /// The longer nothing has been sent, the larger an improvement may be, so that it comes on any link.
 double RateController::largestAtRest(const Request& request) const {
     const double idle = toSeconds(std::chrono::microseconds(request.time - lastFrame_));
@@ -179,7 +186,7 @@ int RateController::choose(const Request& request) {
 
 int RateController::chooseForKey(const Request& request) const {
     const bool moves = hasKey_ && isMoving(request);
-    const double most = largest(hasKey_ ? kLargestKeyFrame : kLargestFirstFrame);
+    const double most = largestKey(request);
     SentBits::Plan plan = planFor(request);
     plan.reserved = 0;
     if (moves) plan.following = changeBits(request, movementQp_);
@@ -329,6 +336,8 @@ void RateController::learnAtRest(const Request& request, int qp, double bits) {
 bool RateController::canRefine(const Request& request) {
     if (isMoving(request)) return false;
     const int qp = choose(request);
+    // A key frame that is due comes first, however little it improves; the steps go on from it.
+    if (request.kind == Kind::key) return qp <= settledQp_;
     return qp <= settledQp_ - kStepOfRefinement || (qp < settledQp_ && qp <= kFinestQp);
 }
 

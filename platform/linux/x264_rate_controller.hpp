@@ -134,6 +134,7 @@ class RateController {
     /// slow link.
     double largest(double share) const;
     double largestAtRest(const Request& request) const;
+    double largestKey(const Request& request) const;
 
     const double asked_;  ///< bits a second
     double link_;

@@ -263,6 +263,34 @@ TEST(RateControllerTest, RestEndsAtTheFinestQuantiserInAFewSteps) {
     EXPECT_LE(steps, 8);
 }
 
+TEST(RateControllerTest, AKeyFrameDueAtRestDoesNotKeepAPictureCoarseOnASlowLink) {
+    constexpr int kMacroblocks = 12288;
+    constexpr double kLink = 1'000'000;
+    const Screen screen;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    rate.setLink(kLink);
+    runMotion(rate, screen, 30, 50, kMacroblocks);
+    int qp = RateController::kCoarsestQp;
+    int64_t nextKey = 2 * kSecond;
+    for (int64_t time = 49 * kSecond / 30; time < 60 * kSecond && !rate.isRefined(); time += kSecond / 2) {
+        const bool key = time >= nextKey;
+        const RateController::Request request{
+            .kind = key ? RateController::Kind::key : RateController::Kind::change,
+            .time = time,
+            .nextKey = nextKey,
+            .content = {.detail = 8.0 * kMacroblocks}};
+        if (!rate.canRefine(request)) continue;
+        const int finer = rate.choose(request);
+        const double bits =
+            screen.bits(true, finer, kMacroblocks) - (key ? 0 : screen.bits(true, qp, kMacroblocks));
+        EXPECT_LT(bits, kLink);
+        rate.encoded(request, finer, bits);
+        qp = finer;
+        if (key) nextKey = time + 2 * kSecond;
+    }
+    EXPECT_LE(qp, 30);
+}
+
 TEST(RateControllerTest, NothingIsRefinedWhileTheScreenMoves) {
     constexpr int kMacroblocks = 12288;
     RateController rate(18'000'000, 30, kMacroblocks);
