@@ -21,8 +21,8 @@ int xinputOpcode() {
 
 }  // namespace
 
-OutsidePresses::OutsidePresses(QWidget& window, std::function<void()> onPress)
-    : window_(window), onPress_(std::move(onPress)), opcode_(xinputOpcode()) {
+OutsidePresses::OutsidePresses(std::function<void()> onPress)
+    : onPress_(std::move(onPress)), opcode_(xinputOpcode()) {
     listen(true);
     qApp->installNativeEventFilter(this);
 }

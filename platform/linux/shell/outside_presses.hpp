@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QAbstractNativeEventFilter>
-#include <QWidget>
 #include <functional>
 
 namespace quillon {
@@ -10,7 +9,7 @@ namespace quillon {
 /// windows only: a click on the desktop or on a panel takes nothing from it.
 class OutsidePresses : private QAbstractNativeEventFilter {
   public:
-    OutsidePresses(QWidget& window, std::function<void()> onPress);
+    explicit OutsidePresses(std::function<void()> onPress);
     ~OutsidePresses() override;
     OutsidePresses(const OutsidePresses&) = delete;
     OutsidePresses& operator=(const OutsidePresses&) = delete;
@@ -19,7 +18,6 @@ class OutsidePresses : private QAbstractNativeEventFilter {
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
     void listen(bool on) const;
 
-    QWidget& window_;
     const std::function<void()> onPress_;
     const int opcode_;  ///< of XInput's events; 0 without the extension
 };

@@ -34,7 +34,7 @@ void QtPanel::make() {
         kind,
         {.onChange = onChange, .onLeave = [this] { leaveLater(); }, .onTurnedAway = [this] { dismiss(); }}));
     if (kind == PanelWindow::Kind::popover) {
-        presses_ = std::make_unique<OutsidePresses>(*window_, [this] { dismiss(); });
+        presses_ = std::make_unique<OutsidePresses>([this] { dismiss(); });
     }
 }
 
