@@ -1,5 +1,7 @@
 #include "app/mode.hpp"
 
+#include <system_error>
+
 namespace quillon {
 
 Mode chooseMode(const Options& options, const std::filesystem::path& bundlePath) {
@@ -17,8 +19,11 @@ Mode chooseMode(const Options& options, const std::filesystem::path& bundlePath)
 }
 
 std::filesystem::path bundlePathOf(const std::filesystem::path& programPath) {
+    // A bare name was found by the search path, which lists no bundles.
+    if (!programPath.has_parent_path()) return {};
     // Quillon.app/Contents/MacOS/QuillonHost, or the program directly in its folder.
-    const std::filesystem::path folder = programPath.parent_path();
+    std::error_code ignored;
+    const auto folder = std::filesystem::absolute(programPath, ignored).lexically_normal().parent_path();
     const std::filesystem::path contents = folder.parent_path();
     const bool bundled = folder.filename() == "MacOS" && contents.filename() == "Contents";
     return bundled ? contents.parent_path() : folder;

@@ -24,7 +24,9 @@ enum class Mode {
 /// `bundlePath` tells whether the program was started as an application.
 Mode chooseMode(const Options& options, const std::filesystem::path& bundlePath);
 
-/// The application bundle that the program at `programPath` belongs to, otherwise its folder.
+/// The application bundle that the program belongs to, otherwise its folder, absolute; empty for a bare name.
+/// `programPath` is how it was started: a link into a bundle that lies elsewhere does not count, one that
+/// lies in a bundle does.
 std::filesystem::path bundlePathOf(const std::filesystem::path& programPath);
 
 }  // namespace quillon

@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+
 namespace quillon {
 namespace {
+
+namespace fs = std::filesystem;
 
 Mode modeOf(std::vector<std::string> words, const char* bundlePath = "/usr/bin") {
     words.insert(words.begin(), "QuillonHost");
@@ -59,6 +64,26 @@ TEST(ModeTest, BundlePaths) {
     EXPECT_EQ(bundlePathOf("/opt/Quillon.app/QuillonHost"), "/opt/Quillon.app");
     EXPECT_EQ(bundlePathOf("/usr/bin/QuillonHost"), "/usr/bin");
     EXPECT_EQ(bundlePathOf("/x/MacOS/QuillonHost"), "/x/MacOS");
+}
+
+TEST(ModeTest, ABundleIsFoundFromInsideToo) {
+    const fs::path before = fs::current_path();
+    std::string pattern = (fs::temp_directory_path() / "quillon-mode-XXXXXX").string();
+    const fs::path folder = fs::canonical(mkdtemp(pattern.data()));
+    const fs::path bundle = folder / "Quillon.app";
+    fs::create_directories(bundle / "Contents" / "MacOS");
+    fs::current_path(bundle);
+    EXPECT_EQ(bundlePathOf("./QuillonHost"), bundle);
+    EXPECT_EQ(bundlePathOf("../Quillon.app//QuillonHost"), bundle);
+    EXPECT_EQ(bundlePathOf("Contents/MacOS/QuillonHost"), bundle);
+    fs::current_path(bundle / "Contents" / "MacOS");
+    EXPECT_EQ(bundlePathOf("./QuillonHost"), bundle);
+    EXPECT_EQ(bundlePathOf("../../QuillonHost"), bundle);
+    fs::current_path(before);
+    fs::remove_all(folder);
+}
+
+TEST(ModeTest, ABareNameIsTheCommandLineProgram) {
     EXPECT_EQ(bundlePathOf("QuillonHost"), "");
     EXPECT_EQ(bundlePathOf(""), "");
 }
