@@ -53,7 +53,8 @@ void size(Options& options, std::string_view value) {
 }
 
 constexpr std::array kRules{
-    Rule{"--udid", "ID", "connect to this USB device; without it the first one", text<&Options::udid>},
+    Rule{"--udid", "ID", "connect to this USB device; without it the only one on a cable",
+         text<&Options::udid>},
     Rule{"--port", "N", "port on the device (5555)", port},
     Rule{"--width", "PIXELS", "width of the stream (2048)", integer<&Options::width>},
     Rule{"--height", "PIXELS", "height of the stream (1536)", integer<&Options::height>},
