@@ -2,6 +2,7 @@
 
 #include "app/app_delegate.hpp"
 #include "base/log.hpp"
+#include "base/text.hpp"
 
 // The device list, and the user's choice from it.
 
@@ -30,7 +31,7 @@ void AppDelegate::devicesFound(const FoundDevices& found) {
 void AppDelegate::chooseDevice(const MenuItem& sender) {
     const Settings::Target target = targetOf(sender.representedObject.value_or(""));
     settings_.setTarget(target);
-    Log::write("device chosen: " + chosenDeviceName());
+    Log::write("device chosen: " + onOneLine(chosenDeviceName()));
     session_->setTarget(target.udid, target.host);
     scheduleTargetFallback();
 }

@@ -4,6 +4,8 @@
 #include <map>
 #include <set>
 
+#include "base/text.hpp"
+
 namespace quillon {
 
 namespace {
@@ -89,7 +91,7 @@ std::string logLabel(const DeviceEntry& entry) {
     } else if (entry.host) {
         links = "wifi";
     }
-    return entry.name + " [" + links + "]";
+    return onOneLine(entry.name) + " [" + links + "]";
 }
 
 std::string linksText(const DeviceEntry& entry) {

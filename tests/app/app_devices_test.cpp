@@ -65,6 +65,14 @@ TEST_F(AppDevicesTest, AScanTellsWhatItFound) {
     EXPECT_EQ(logged("scan: Quillon on Tablet13,8 [usb], Studio [wifi]"), 1);
 }
 
+TEST_F(AppDevicesTest, ANameFromTheNetworkStaysOnItsLine) {
+    announce("Studio\n[1] state: \x1b[2J", "10.0.0.2");
+    idleLaunch();
+    EXPECT_EQ(logged("scan: Studio\\x0a[1] state: \\x1b[2J [wifi]"), 1);
+    chooseDevice("|10.0.0.2");
+    EXPECT_EQ(logged("device chosen: Studio\\x0a[1] state: \\x1b[2J"), 1);
+}
+
 TEST_F(AppDevicesTest, ADeviceOnBothLinksIsOneEntry) {
     machine.attachDevice("tablet-1");
     announce("Anna's tablet", "10.0.0.2", "Tablet13,8");
