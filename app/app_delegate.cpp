@@ -201,6 +201,7 @@ void AppDelegate::sessionChanged(const Session::State& state) {
     applyStatusIcon(running, failed);
     refreshPopover();
     if (failed) presentFailure(state.text);
+    judgeTarget(state);
 }
 
 void AppDelegate::presentFailure(const std::string& message) {

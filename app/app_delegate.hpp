@@ -113,6 +113,8 @@ class AppDelegate {
     void devicesFound(const FoundDevices& found);
     void chooseDevice(const MenuItem& sender);
     void scheduleTargetFallback();
+    /// Falls back to Automatic once the choice had its time and the session has failed.
+    void judgeTarget(const Session::State& state);
     std::string chosenDeviceName() const;
     void addDevices(PopoverSnapshot& snapshot) const;
     void addResolutions(PopoverSnapshot& snapshot) const;
@@ -137,6 +139,7 @@ class AppDelegate {
     bool menuIsOpen_ = false;
     bool hasStatusArea_ = true;
     bool launchAtLoginEnabled_ = false;
+    bool targetIsOverdue_ = false;      ///< it had its time, and the session has not told yet
     bool didShowFailureAlert_ = false;  ///< since a session ran last
 
     FlowLog flowLog_;

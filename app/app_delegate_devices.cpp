@@ -37,14 +37,22 @@ void AppDelegate::chooseDevice(const MenuItem& sender) {
 }
 
 void AppDelegate::scheduleTargetFallback() {
+    targetIsOverdue_ = false;
     targetFallback_ = loop_.addTimer(kTargetPatience, RunLoop::Repeat::once, [this] {
-        const bool failed = session_->state().kind == Session::State::Kind::failed;
-        if (!failed || settings_.target().isAutomatic()) return;
-        Log::write("chosen device unreachable, falling back to Automatic");
-        settings_.setTarget({});
-        session_->setTarget(std::nullopt, std::nullopt);
-        refreshPopover();
+        targetIsOverdue_ = true;
+        judgeTarget(session_->state());
     });
+}
+
+void AppDelegate::judgeTarget(const Session::State& state) {
+    // An address that swallows everything is tried for longer than the patience lasts.
+    if (!targetIsOverdue_ || state.kind == Session::State::Kind::starting) return;
+    targetIsOverdue_ = false;
+    if (state.kind != Session::State::Kind::failed || settings_.target().isAutomatic()) return;
+    Log::write("chosen device unreachable, falling back to Automatic");
+    settings_.setTarget({});
+    session_->setTarget(std::nullopt, std::nullopt);
+    refreshPopover();
 }
 
 std::string AppDelegate::chosenDeviceName() const {

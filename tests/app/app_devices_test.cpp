@@ -9,6 +9,9 @@ using testing::ElementsAre;
 using Kind = Session::State::Kind;
 using simulated::Listener;
 
+/// A place from which no answer comes: a connect takes as long as the host waits for one.
+const Listener kSwallows{.peer = nullptr, .answer = Listener::Answer::refuses, .delay = 4s};
+
 class AppDevicesTest : public ApplicationTest {
   protected:
     /// A device that is announced on the network.
@@ -234,6 +237,50 @@ TEST_F(AppDevicesTest, AnUnreachableChoiceFallsBackAfterFifteenSeconds) {
 
     tablet = machine.attachDevice("tablet-1");
     EXPECT_TRUE(eventuallyRunning()) << "whatever device there is";
+}
+
+TEST_F(AppDevicesTest, AnAddressThatRefusesFallsBackAfterFifteenSeconds) {
+    machine.network.tcpListeners["10.0.0.2:5555"].answer = Listener::Answer::refuses;
+    launch();
+    run(1s);
+    chooseDevice("|10.0.0.2");
+    run(14900ms);
+    EXPECT_EQ(stored("target.host"), "10.0.0.2");
+    run(200ms);
+    EXPECT_EQ(stored("target.host"), std::nullopt);
+    EXPECT_EQ(logged("chosen device unreachable, falling back to Automatic"), 1);
+}
+
+TEST_F(AppDevicesTest, AnAddressThatSwallowsEverythingFallsBackWhenTheSessionGivesUp) {
+    machine.network.tcpListeners["10.0.0.2:5555"] = kSwallows;
+    launch();
+    run(1s);
+    chooseDevice("|10.0.0.2");
+    run(20s);
+    EXPECT_EQ(state(), Kind::starting) << "each attempt takes its time";
+    EXPECT_EQ(stored("target.host"), "10.0.0.2");
+    ASSERT_TRUE(eventuallyIs(Kind::failed));
+    EXPECT_EQ(stored("target.host"), std::nullopt);
+    EXPECT_EQ(logged("chosen device unreachable, falling back to Automatic"), 1);
+    tablet = machine.attachDevice("tablet-1");
+    EXPECT_TRUE(eventuallyRunning()) << "whatever device there is";
+}
+
+TEST_F(AppDevicesTest, AChoiceThatIsReachedLateStays) {
+    Listener& listener = machine.network.tcpListeners["10.0.0.2:5555"] = kSwallows;
+    launch();
+    run(1s);
+    chooseDevice("|10.0.0.2");
+    run(20s);
+    EXPECT_EQ(state(), Kind::starting);
+    tablet = machine.addNetworkDevice("10.0.0.2:5555");
+    ASSERT_TRUE(eventuallyRunning());
+    listener.answer = Listener::Answer::refuses;
+    tablet->disconnect();
+    ASSERT_TRUE(eventuallyIs(Kind::failed));
+    run(30s);
+    EXPECT_EQ(stored("target.host"), "10.0.0.2") << "a device that has been reached comes back";
+    EXPECT_EQ(loggedBeginning("chosen device unreachable"), 0);
 }
 
 TEST_F(AppDevicesTest, AChoiceThatWorksStays) {
