@@ -1,5 +1,5 @@
-# Displays for scripts: sourced by a script that keeps the processes to end in the array `started` and has
-# `wait_for`, from the root of the tree.
+# Displays for scripts: sourced after wait.sh, from the root of the tree, by a script that keeps the processes to end
+# in the array `started`.
 
 # display_is_usable: whether DISPLAY names an X server that answers.
 display_is_usable() {

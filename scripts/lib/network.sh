@@ -1,5 +1,5 @@
-# Service discovery for scripts: sourced by a script that keeps the processes to end in the array `started` and has
-# `wait_for`.
+# Service discovery for scripts: sourced after wait.sh by a script that keeps the processes to end in the array
+# `started`.
 
 # discovery_is_there: whether an Avahi daemon answers on the system's message bus.
 discovery_is_there() {
