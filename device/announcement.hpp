@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "device/descriptor.hpp"
+#include "device/wake.hpp"
 
 namespace quillon::device {
 

@@ -131,7 +131,7 @@ void HostLink::end() {
     const MutexLock lock(sendLock_);
     ended_ = true;
     ::shutdown(socket_.get(), SHUT_RDWR);  // a mux server holds a copy, so closing is not enough
-    socket_ = Descriptor();
+    socket_.close();
 }
 
 }  // namespace quillon::device

@@ -3,8 +3,8 @@
 #include <functional>
 #include <string>
 
+#include "base/descriptor.hpp"
 #include "base/thread_annotations.hpp"
-#include "device/descriptor.hpp"
 #include "device/message_reader.hpp"
 #include "device/options.hpp"
 #include "device/statistics.hpp"

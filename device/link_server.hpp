@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/thread_annotations.hpp"
-#include "device/descriptor.hpp"
+#include "device/wake.hpp"
 
 namespace quillon::device {
 

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -26,16 +25,12 @@ namespace fs = std::filesystem;
 constexpr auto kPatience = std::chrono::seconds(2);
 constexpr auto kPause = std::chrono::milliseconds(20);
 
-[[noreturn]] void fail(const fs::path& what) {
-    throw std::system_error(errno, std::generic_category(), what.string());
-}
-
 sockaddr_un addressOf(const fs::path& socket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (socket.native().size() >= sizeof address.sun_path) {
         errno = ENAMETOOLONG;
-        fail(socket);
+        throw systemError(socket);
     }
     std::memcpy(address.sun_path, socket.c_str(), socket.native().size());
     return address;
@@ -59,7 +54,7 @@ Descriptor listenAt(const fs::path& path) {
     unlink(path.c_str());
     if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         listen(socket.get(), SOMAXCONN) != 0) {
-        fail(path);
+        throw systemError(path);
     }
     return socket;
 }
@@ -80,17 +75,17 @@ fs::path SingleInstance::defaultFolder() {
 std::unique_ptr<SingleInstance> SingleInstance::claim(LinuxRunLoop& loop, const fs::path& folder) {
     std::error_code ignored;
     fs::create_directories(folder.parent_path(), ignored);
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) fail(folder);
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) throw systemError(folder);
 
     const fs::path lockFile = folder / "lock";
     const fs::path socket = folder / "socket";
     Descriptor lock(open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (lock.get() < 0) fail(lockFile);
+    if (lock.get() < 0) throw systemError(lockFile);
 
     // Whoever holds the lock but does not listen yet is starting, or ending: the next look tells.
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK) fail(lockFile);
+        if (errno != EWOULDBLOCK) throw systemError(lockFile);
         if (askForward(socket) || std::chrono::steady_clock::now() >= deadline) return nullptr;
         std::this_thread::sleep_for(kPause);
     }

@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "platform/linux/descriptor.hpp"
+#include "base/descriptor.hpp"
 #include "platform/linux/run_loop.hpp"
 
 namespace quillon {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/bytes.hpp"
-#include "device/descriptor.hpp"
+#include "base/descriptor.hpp"
 #include "transport/wire_protocol.hpp"
 
 namespace quillon::device {

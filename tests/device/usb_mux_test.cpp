@@ -20,7 +20,6 @@
 namespace quillon {
 namespace {
 
-using test::Descriptor;
 using Fault = UsbmuxServer::Fault;
 
 /// The app on a device: hands its connections to the test.

@@ -30,7 +30,7 @@ class Tablet {
     void plug() {
         UsbmuxServer::Device cabled;
         cabled.udid = kUdid;
-        cabled.apps[5555] = [this](int host) { device_.offer(device::Descriptor(host)); };
+        cabled.apps[5555] = [this](int host) { device_.offer(Descriptor(host)); };
         mux_.addDevice(std::move(cabled));
     }
     void pull() { mux_.removeDevice(kUdid); }

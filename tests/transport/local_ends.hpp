@@ -13,31 +13,12 @@
 #include <utility>
 
 #include "base/bytes.hpp"
+#include "base/descriptor.hpp"
 
 namespace quillon::test {
 
 /// How long a test waits for something that must happen.
 inline constexpr int kSoonMilliseconds = 10'000;
-
-/// A descriptor that is closed at the end.
-class Descriptor {
-  public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    int get() const { return number_; }
-    void close() { *this = Descriptor(); }
-
-  private:
-    int number_ = -1;
-};
 
 inline std::pair<Descriptor, Descriptor> localPair() {
     int ends[2] = {-1, -1};

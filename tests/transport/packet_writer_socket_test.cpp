@@ -34,8 +34,8 @@ class PacketWriterSocketTest : public ::testing::Test {
     PosixSockets sockets;
     const std::unique_ptr<Platform> platform = makePlatform();
     Threads& threads = platform->threads();
-    test::Descriptor host;
-    test::Descriptor device;
+    Descriptor host;
+    Descriptor device;
     std::optional<PacketWriter> writer;
 };
 

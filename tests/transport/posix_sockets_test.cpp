@@ -19,8 +19,6 @@
 namespace quillon {
 namespace {
 
-using test::Descriptor;
-
 int optionOf(int descriptor, int level, int option) {
     int value = -1;
     socklen_t size = sizeof value;

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace quillon {
@@ -16,13 +19,21 @@ class Descriptor {
         return *this;
     }
     ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
+        if (isOpen()) ::close(number_);
     }
 
     int get() const { return number_; }
+    bool isOpen() const { return number_ >= 0; }
+    void close() { *this = Descriptor(); }
 
   private:
     int number_;
 };
+
+/// What a failed system call throws; `what` names the call or its object.
+inline std::system_error systemError(const std::string& what) {
+    const int number = errno;
+    return {number, std::generic_category(), what};
+}
 
 }  // namespace quillon
