@@ -1,12 +1,14 @@
 #include "platform/linux/single_instance.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -24,6 +26,7 @@ namespace fs = std::filesystem;
 /// How long a second start waits for the first, and how often it asks meanwhile.
 constexpr auto kPatience = std::chrono::seconds(2);
 constexpr auto kPause = std::chrono::milliseconds(20);
+using Clock = std::chrono::steady_clock;
 
 sockaddr_un addressOf(const fs::path& socket) {
     sockaddr_un address{};
@@ -40,11 +43,17 @@ Descriptor newSocket() {
     return Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-/// True when somebody listens there and has been asked.
-bool askForward(const fs::path& path) {
+/// True when somebody listens there and has heard. One that is ending does not answer, and neither does one
+/// that hangs: its end is awaited until `deadline`.
+bool askForward(const fs::path& path, Clock::time_point deadline) {
     const sockaddr_un address = addressOf(path);
     const Descriptor socket = newSocket();
-    return connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    if (connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return false;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd answer{socket.get(), POLLIN, 0};
+    poll(&answer, 1, std::max(0, static_cast<int>(left.count())));
+    char heard = 0;
+    return recv(socket.get(), &heard, sizeof heard, 0) == sizeof heard;
 }
 
 /// Only the holder of the lock comes here: a socket in the way is an ended process's.
@@ -82,11 +91,11 @@ std::unique_ptr<SingleInstance> SingleInstance::claim(LinuxRunLoop& loop, const 
     Descriptor lock(open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (lock.get() < 0) throw systemError(lockFile);
 
-    // Whoever holds the lock but does not listen yet is starting, or ending: the next look tells.
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    // Whoever holds the lock and does not answer is starting, or ending: the next look tells.
+    const auto deadline = Clock::now() + kPatience;
     while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) throw systemError(lockFile);
-        if (askForward(socket) || std::chrono::steady_clock::now() >= deadline) return nullptr;
+        if (askForward(socket, deadline) || Clock::now() >= deadline) return nullptr;
         std::this_thread::sleep_for(kPause);
     }
     return std::unique_ptr<SingleInstance>(new SingleInstance(loop, std::move(lock), listenAt(socket)));
@@ -103,11 +112,11 @@ void SingleInstance::setOnReopened(std::function<void()> action) {
 }
 
 void SingleInstance::acceptAll() {
-    // The connection is the message.
+    // The connection is the message; any byte answers it.
     for (;;) {
-        const int visitor = accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
-        if (visitor < 0) break;
-        close(visitor);
+        const Descriptor visitor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!visitor.isOpen()) break;
+        send(visitor.get(), "+", 1, MSG_NOSIGNAL);
         wasReopened_ = true;
     }
     if (onReopened_ && std::exchange(wasReopened_, false)) onReopened_();

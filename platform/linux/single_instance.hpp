@@ -14,8 +14,9 @@ namespace quillon {
 /// forward. Whatever an ended process left behind is in nobody's way. Main thread.
 class SingleInstance {
   public:
-    /// Becomes the first in `folder`, or asks the one that is to come forward and returns null. Waits up to
-    /// two seconds for a first one that is only starting. Throws std::system_error when the folder cannot be
+    /// Becomes the first in `folder`, or asks the one that is to come forward and returns null. The first
+    /// hears it when its loop runs; one that does not within two seconds, because it is starting, hangs or
+    /// takes long to end, is left alone: null as well. Throws std::system_error when the folder cannot be
     /// used.
     static std::unique_ptr<SingleInstance> claim(LinuxRunLoop& loop,
                                                  const std::filesystem::path& folder = defaultFolder());
