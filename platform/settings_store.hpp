@@ -18,9 +18,10 @@ struct SettingsChange {
 
 /// The user's stored choices, by key. Main thread.
 ///
-/// Nothing here fails: a store that is damaged or cannot be read is kept aside for the user, logged, and
-/// counts as empty; a write that fails is logged and otherwise silent. Other programs and the user may
-/// change the store at any time, so each read looks anew.
+/// Nothing here fails: a store that is damaged is kept aside for the user, logged, and counts as empty, as
+/// does one that cannot be read. A write that fails is logged once, and its changes count from then on as
+/// long as this object lives. Other programs and the user may change the store at any time, so each read
+/// looks anew.
 class SettingsStore {
   public:
     virtual ~SettingsStore() = default;
@@ -36,7 +37,7 @@ class SettingsStore {
     virtual std::optional<bool> boolean(const std::string& key) = 0;
 
     /// Makes all changes at once: whoever reads, now or after the program was killed at any moment, sees
-    /// either all of them or none. When it returns they are stored.
+    /// either all of them or none. When it returns they are stored, unless the store cannot be written.
     virtual void write(const std::vector<SettingsChange>& changes) = 0;
 
     void setString(const std::string& key, const std::string& value) { write({{key, value}}); }

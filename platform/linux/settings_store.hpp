@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/settings_store.hpp"
 
@@ -11,7 +13,12 @@ namespace quillon {
 /// "settings.ini.new", which is synced to the disk and renamed over the old one. So two running programs see
 /// each other's changes, and a crash at any moment leaves the old or the new file. Writers take turns by a
 /// lock on the ".new" file, which the kernel releases when its holder dies; what a killed writer left of that
-/// file is used by the next. A file that cannot be read is kept aside under ".damaged".
+/// file is used by the next.
+///
+/// Under the lock a file that cannot be settings, or that this user may not read, is kept aside under
+/// ".damaged", or ".damaged.2" and so on. One that only cannot be read at the moment is left alone and not
+/// written over. What could not be written counts all the same while this object lives, and is written with
+/// the next change.
 class KeyFileSettings : public SettingsStore {
   public:
     explicit KeyFileSettings(std::filesystem::path file = defaultFile());
@@ -26,8 +33,18 @@ class KeyFileSettings : public SettingsStore {
     static std::filesystem::path defaultFile();
 
   private:
+    struct Change {
+        std::string key;
+        std::optional<std::string> value;  ///< none removes the key
+    };
+    const Change* unwritten(const std::string& key) const;
+    /// Writes what is unwritten; why that failed, or nothing.
+    std::string writeOut() const;
+
     const std::filesystem::path file_;
-    std::string told_;  ///< the last complaint about the file
+    std::vector<Change> unwritten_;  ///< one for each key
+    std::string readComplaint_;      ///< the last one, so that it is made once
+    std::string writeComplaint_;
 };
 
 }  // namespace quillon

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +22,22 @@ namespace {
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Optional;
+
+/// While one lives this process opens no file.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit_), 0);
+        const rlimit none{0, limit_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &limit_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+  private:
+    rlimit limit_{};
+};
 
 class SettingsStoreTest : public testing::Test {
   protected:
@@ -46,6 +64,24 @@ class SettingsStoreTest : public testing::Test {
         std::ifstream stream(path);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
+    /// Does `check` hold for a user for whom permissions count, as they do not for root? The settings and
+    /// their folder are that user's then.
+    template <typename Check>
+    bool holdsForTheUser(Check check) {
+        if (geteuid() != 0) return check();
+        for (const fs::path& each : {folder_, file().parent_path(), file()}) {
+            EXPECT_EQ(chown(each.c_str(), kUser, kUser), 0);
+        }
+        const pid_t child = fork();
+        if (child == 0) {
+            const bool isUser = setgid(kUser) == 0 && setuid(kUser) == 0;
+            _exit(isUser && check() ? 0 : 1);
+        }
+        int status = -1;
+        return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    static constexpr uid_t kUser = 65534;
+
     fs::path file() const { return folder_ / "Quillon" / "settings.ini"; }
     fs::path aside() const { return file().string() + ".damaged"; }
 
@@ -125,10 +161,112 @@ TEST_F(SettingsStoreTest, AFolderInTheFilesPlaceIsMovedAsideToo) {
     EXPECT_TRUE(fs::is_directory(aside()));
 }
 
-TEST_F(SettingsStoreTest, AWriteThatFailsIsSilent) {
-    std::ofstream(folder_ / "Quillon") << "a file in the folder's place";
+TEST_F(SettingsStoreTest, AnythingElseInTheFilesPlaceIsMovedAsideWithoutWaiting) {
+    fs::create_directories(file().parent_path());
+    ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
     settings_.setString("a", "1");
-    EXPECT_EQ(settings_.string("a"), std::nullopt);
+    EXPECT_THAT(settings_.string("a"), Optional(std::string("1")));
+    EXPECT_TRUE(fs::is_fifo(aside()));
+}
+
+TEST_F(SettingsStoreTest, WhatWasKeptAsideBeforeStays) {
+    fs::create_directories(aside());
+    for (const std::string content : {"first", "second"}) {
+        writeFile(content);
+        EXPECT_FALSE(settings_.contains("a"));
+        settings_.setString("a", "1");
+    }
+    EXPECT_TRUE(fs::is_directory(aside()));
+    EXPECT_EQ(contentOf(aside().string() + ".2"), "first");
+    EXPECT_EQ(contentOf(aside().string() + ".3"), "second");
+}
+
+TEST_F(SettingsStoreTest, AFileOfAnotherUserIsKeptAside) {
+    writeFile("[Settings]\na=1\n");
+    fs::permissions(file(), fs::perms::none);
+    EXPECT_TRUE(holdsForTheUser([this] {
+        settings_.setString("b", "2");
+        return settings_.string("a") == std::nullopt && settings_.string("b") == "2";
+    }));
+    EXPECT_TRUE(fs::exists(aside()));
+}
+
+TEST_F(SettingsStoreTest, DamageThatCannotBeKeptAsideIsNotWrittenOver) {
+    writeFile("no key file\n");
+    fs::permissions(file(), fs::perms::all);
+    fs::permissions(file().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_TRUE(holdsForTheUser([this] {
+        settings_.setString("a", "1");
+        return settings_.string("a") == "1";
+    }));
+    EXPECT_EQ(contentOf(file()), "no key file\n");
+    fs::permissions(file().parent_path(), fs::perms::owner_all);
+    EXPECT_EQ(std::distance(fs::directory_iterator(file().parent_path()), {}), 1);
+}
+
+TEST_F(SettingsStoreTest, AFileThatCannotBeOpenedNowIsLeftAlone) {
+    settings_.setString("a", "1");
+    {
+        const NoDescriptors none;
+        EXPECT_EQ(settings_.string("a"), std::nullopt);
+        settings_.setString("b", "2");
+        EXPECT_THAT(settings_.string("b"), Optional(std::string("2")));
+    }
+    EXPECT_FALSE(fs::exists(aside()));
+    EXPECT_THAT(settings_.string("a"), Optional(std::string("1")));
+    EXPECT_EQ(contentOf(file()), "[Settings]\na=1\n");
+}
+
+TEST_F(SettingsStoreTest, AFileThatCannotBeReadNowIsNotWrittenOver) {
+    fs::create_directories(file().parent_path());
+    fs::create_symlink(file().filename(), file());  // to itself: the folder is sound, the file cannot be had
+    settings_.setString("a", "1");
+    EXPECT_THAT(settings_.string("a"), Optional(std::string("1")));
+    EXPECT_TRUE(fs::is_symlink(file()));
+    EXPECT_EQ(std::distance(fs::directory_iterator(file().parent_path()), {}), 1);
+}
+
+TEST_F(SettingsStoreTest, WhatCannotBeWrittenCountsAndIsWrittenWithTheNext) {
+    settings_.write({{"autoStart", false}, {"wifiHost", std::string("10.0.0.2")}});
+    fs::rename(file().parent_path(), folder_ / "elsewhere");
+    std::ofstream(folder_ / "Quillon") << "a file in the folder's place";
+    testing::internal::CaptureStderr();
+    settings_.setBoolean("autoStart", true);
+    settings_.setBoolean("autoStart", false);
+    settings_.write({{"autoStart", true}, {"wifiHost", std::nullopt}});
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+    EXPECT_THAT(settings_.boolean("autoStart"), Optional(true));
+    EXPECT_TRUE(settings_.contains("autoStart"));
+    EXPECT_FALSE(settings_.contains("wifiHost"));
+
+    fs::remove(folder_ / "Quillon");
+    fs::rename(folder_ / "elsewhere", file().parent_path());
+    settings_.setString("position", "left");
+    EXPECT_EQ(contentOf(file()), "[Settings]\nautoStart=true\nposition=left\n");
+    writeFile("[Settings]\nautoStart=false\n");
+    EXPECT_THAT(settings_.boolean("autoStart"), Optional(false)) << "what is written is the file's again";
+}
+
+TEST_F(SettingsStoreTest, ADraftThatRootLeftIsInNobodysWay) {
+    settings_.setString("a", "1");
+    const fs::path draft = file().string() + ".new";
+    std::ofstream(draft) << "[Settings]\na=";
+    fs::permissions(draft, fs::perms::none);
+    EXPECT_TRUE(holdsForTheUser([this] {
+        settings_.setString("b", "2");
+        return settings_.string("a") == "1";
+    }));
+    EXPECT_EQ(contentOf(file()), "[Settings]\na=1\nb=2\n");
+    EXPECT_FALSE(fs::exists(draft));
+}
+
+TEST_F(SettingsStoreTest, WhatRootWritesIsTheUsers) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can write for another";
+    fs::create_directories(file().parent_path());
+    ASSERT_EQ(chown(file().parent_path().c_str(), kUser, kUser), 0);
+    settings_.setString("a", "1");
+    EXPECT_TRUE(holdsForTheUser([this] { return settings_.string("a") == "1"; }));
 }
 
 TEST_F(SettingsStoreTest, AComplaintThatChangesNothingIsMadeOnce) {
@@ -145,7 +283,7 @@ TEST_F(SettingsStoreTest, AFolderInTheDraftsPlaceIsTold) {
     testing::internal::CaptureStderr();
     settings_.setString("a", "2");
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Is a directory"));
-    EXPECT_THAT(settings_.string("a"), Optional(std::string("1")));
+    EXPECT_EQ(contentOf(file()), "[Settings]\na=1\n");
 }
 
 TEST_F(SettingsStoreTest, ValuesHaveTheirTypes) {
