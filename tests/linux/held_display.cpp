@@ -8,13 +8,16 @@
 #include <unistd.h>
 #include <xcb/randr.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "platform/linux/x11_screen.hpp"
 #include "platform/linux/x11_virtual_displays.hpp"
@@ -104,6 +107,20 @@ void HeldDisplay::release() {
 }
 
 std::optional<HeldDisplay::Guardian> HeldDisplay::guardian() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLimit);
+    auto known = look();
+    while (known && !known->watches() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        known = look();
+    }
+    return known;
+}
+
+bool HeldDisplay::Guardian::watches() const {
+    return std::ranges::any_of(descriptors, [](const auto& each) { return each.starts_with("socket:"); });
+}
+
+std::optional<HeldDisplay::Guardian> HeldDisplay::look() const {
     if (guardian_ < 0) return std::nullopt;
     const auto stat = statOf(guardian_);
     if (stat.size() < 4) return std::nullopt;

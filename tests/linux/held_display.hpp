@@ -33,12 +33,14 @@ class HeldDisplay {
     /// Lets it destroy its handle and end.
     void release();
 
-    /// What is known of the guardian process.
+    /// What is known of the guardian process, once it watches.
     struct Guardian {
         pid_t parent = 0;
         pid_t session = 0;
         std::vector<std::string> descriptors;  ///< what they lead to
         long privateKiB = 0;
+
+        bool watches() const;
     };
     std::optional<Guardian> guardian() const;
     void killGuardian();
@@ -48,6 +50,7 @@ class HeldDisplay {
     bool hasNoEndedChildren() const;
 
   private:
+    std::optional<Guardian> look() const;
     void run(const VirtualDisplayRequest& request, int order, int answer);
 
     pid_t process_ = -1;

@@ -5,6 +5,8 @@ namespace quillon::testing {
 /// Was this built with a sanitizer, so that memory and time tell nothing about the program itself?
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kIsSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool kIsSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
 inline constexpr bool kIsSanitized = false;
 #endif

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
@@ -28,6 +29,23 @@ constexpr const char* kServer = "/usr/lib/xorg/Xorg";
 constexpr const char* kDriver = "/usr/lib/xorg/modules/drivers/dummy_drv.so";
 constexpr auto kStartLimit = 15s;
 constexpr auto kEndLimit = 5s;
+
+/// Keeps display numbers from changing hands: servers of all tests look for one under a shared lock, and a
+/// killed one's is kept from them under an exclusive one.
+class NumbersLock {
+  public:
+    /// LOCK_SH or LOCK_EX.
+    explicit NumbersLock(int mode)
+        : file_(open("/tmp/.quillon-xorg-numbers", O_CREAT | O_RDWR | O_CLOEXEC, 0666)) {
+        flock(file_, mode);
+    }
+    ~NumbersLock() { close(file_); }
+    NumbersLock(const NumbersLock&) = delete;
+    NumbersLock& operator=(const NumbersLock&) = delete;
+
+  private:
+    const int file_;
+};
 
 /// What to put into the configuration that all servers without a card share.
 constexpr std::pair<std::string_view, std::string_view> kFillings[] = {
@@ -109,6 +127,7 @@ bool XorgServer::launch(const std::vector<std::string>& arguments) {
     posix_spawn_file_actions_adddup2(&actions, pipe[1], kDisplayDescriptor);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (folder_ / "errors").c_str(),
                                      O_WRONLY | O_CREAT, 0600);
+    const NumbersLock choosing(LOCK_SH);
     const int failure = posix_spawn(&process_, kServer, &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(pipe[1]);
@@ -138,6 +157,7 @@ long XorgServer::residentKiB() const {
 
 void XorgServer::kill() {
     if (process_ < 0) return;
+    const NumbersLock keeping(LOCK_EX);
     ::kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
     process_ = -1;
