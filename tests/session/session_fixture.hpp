@@ -75,4 +75,15 @@ class SessionTest : public testing::Test {
     std::string home_;
 };
 
+/// The same with a device on the cable.
+class RunningSessionTest : public SessionTest {
+  protected:
+    void startMirroring() {
+        session->start(mirroring());
+        ASSERT_TRUE(eventuallyRunning());
+    }
+
+    const std::shared_ptr<simulated::Device> device = machine.attachDevice("tablet-1");
+};
+
 }  // namespace quillon

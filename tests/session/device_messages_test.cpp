@@ -1,0 +1,144 @@
+#include <gmock/gmock.h>
+
+#include "tests/session/session_fixture.hpp"
+#include "transport/wire_protocol.hpp"
+
+namespace quillon {
+namespace {
+
+using testing::ElementsAre;
+
+class DeviceMessagesTest : public RunningSessionTest {};
+
+// --- acknowledgements
+
+TEST_F(DeviceMessagesTest, AcknowledgementsBecomeLatencySamples) {
+    device->acknowledgementDelay = 20ms;
+    startMirroring();
+    machine.screenCapture.animate(30);
+    ASSERT_TRUE(eventually([&] { return stats.size() >= 2; }));
+    ASSERT_TRUE(stats.back().latencyP50);
+    // 20 ms on the device and 3 ms in the encoder.
+    EXPECT_NEAR(*stats.back().latencyP50, 23, 1);
+}
+
+TEST_F(DeviceMessagesTest, AnEchoFromTheFutureIsTrafficButNoSample) {
+    device->acknowledges = false;
+    device->keepAliveInterval = Duration::zero();
+    startMirroring();
+    machine.screenCapture.animate(30);
+    for (int second = 0; second < 20; ++second) {
+        device->send(3, {}, ~uint64_t{0});
+        run(1s);
+    }
+    EXPECT_EQ(session->latencySampleCount(), 0U);
+    EXPECT_EQ(logged("no traffic for 8 s, reclaiming the link"), 0);
+}
+
+TEST_F(DeviceMessagesTest, TheNewest240SamplesAreKept) {
+    device->acknowledges = false;
+    startMirroring();
+    run(1s);
+    for (int i = 0; i < 300; ++i) device->send(3, {}, 1);
+    run(1s);
+    EXPECT_EQ(session->latencySampleCount(), 240U);
+}
+
+// --- messages
+
+TEST_F(DeviceMessagesTest, UnknownMessagesAreSkippedHoweverLong) {
+    startMirroring();
+    device->send(13, Bytes(5, 0xAA));
+    device->send(200, Bytes(3'000'000, 0xBB));
+    device->send(4, wire::inputPayload({wire::Input::press, 0.5F, 0.5F, 0, 0}));
+    run(1s);
+    EXPECT_TRUE(session->state().isRunning());
+    EXPECT_THAT(machine.mouse.posted,
+                ElementsAre(simulated::SimulatedPointer::Posted{Pointer::Event::press, {960, 540}}));
+}
+
+TEST_F(DeviceMessagesTest, InputIsCountedAndReachesThePointer) {
+    startMirroring();
+    device->send(4, wire::inputPayload({wire::Input::scroll, 0, 0, 0, 12.7F}));
+    device->send(4, Bytes(16, 1));
+    run(100ms);
+    EXPECT_EQ(session->inputCount(), 2);
+    EXPECT_THAT(machine.mouse.scrolled, ElementsAre(simulated::SimulatedPointer::Scrolled{-12, 0}));
+    EXPECT_TRUE(machine.mouse.posted.empty());
+}
+
+TEST_F(DeviceMessagesTest, APanelReportReconfiguresOnTheSameLink) {
+    startMirroring();
+    run(1s);
+    device->send(12, viewOf("2388x1668"));
+    ASSERT_TRUE(eventually([&] { return machine.encoder.made == 2; }));
+    ASSERT_TRUE(eventually([&] { return machine.screenCapture.requests.size() == 2; }));
+    run(1s);
+    EXPECT_EQ(logged("panel report: 2388x1668"), 1);
+    EXPECT_EQ(logged("panel changed to 2388x1668"), 1);
+    EXPECT_EQ(logged("reconfiguring for 2388x1668 panel"), 1);
+    EXPECT_EQ(machine.encoder.settings.back().width, 2388);
+    EXPECT_EQ(machine.encoder.settings.back().height, 1668);
+    EXPECT_EQ(machine.encoder.living, 1);
+    EXPECT_EQ(machine.screenCapture.streams, 1);
+    EXPECT_EQ(device->connectedAt.size(), 1U);
+    EXPECT_EQ(device->ofType(1).size(), 2U) << "a new encoder delivers its parameter sets again";
+    EXPECT_TRUE(session->state().isRunning());
+}
+
+TEST_F(DeviceMessagesTest, TheSamePanelTwiceIsOneChange) {
+    startMirroring();
+    device->send(12, viewOf("2388x1668"));
+    device->send(12, viewOf("2388x1668"));
+    run(3s);
+    EXPECT_EQ(logged("panel report: 2388x1668"), 2);
+    EXPECT_EQ(logged("panel changed to 2388x1668"), 1);
+    EXPECT_EQ(loggedBeginning("reconfiguring for"), 1);
+}
+
+TEST_F(DeviceMessagesTest, APanelReportWithoutASizeIsOnlyLogged) {
+    startMirroring();
+    device->send(12, viewOf("1024x50"));
+    device->send(12, Bytes{0xFF, 'x'});
+    run(3s);
+    EXPECT_EQ(logged("panel report: 1024x50"), 1);
+    EXPECT_EQ(logged("panel report: \xEF\xBF\xBDx"), 1);
+    EXPECT_EQ(loggedBeginning("panel changed"), 0);
+    EXPECT_EQ(machine.encoder.made, 1);
+}
+
+TEST_F(DeviceMessagesTest, AnUprightPanelIsFilledAutomatically) {
+    startMirroring();
+    device->send(12, viewOf("2048x2732"));
+    run(3s);
+    EXPECT_EQ(logged("scaling: Fill (crop) (automatic, panel reported)"), 1);
+    EXPECT_EQ(device->ofType(8).back().text(), "Mirror | Smooth Off | Fill");
+}
+
+TEST_F(DeviceMessagesTest, AnExplicitScalingIsNotChangedByThePanel) {
+    Session::Config config = mirroring();
+    config.scalingExplicit = true;
+    config.scaling = Scaling::stretch;
+    session->start(config);
+    ASSERT_TRUE(eventuallyRunning());
+    device->send(12, viewOf("2048x2732"));
+    run(3s);
+    EXPECT_EQ(loggedBeginning("scaling:"), 0);
+    EXPECT_EQ(device->ofType(8).back().text(), "Mirror | Smooth Off | Stretch");
+}
+
+TEST_F(DeviceMessagesTest, ManyPanelReportsEndInTheLast) {
+    startMirroring();
+    for (int i = 0; i < 50; ++i) {
+        device->send(12, viewOf(std::to_string(1000 + i * 10) + "x800"));
+        run(Duration(std::chrono::milliseconds(i % 7)));
+    }
+    run(5s);
+    EXPECT_EQ(machine.encoder.settings.back().width, 1490);
+    EXPECT_EQ(machine.encoder.living, 1);
+    EXPECT_EQ(machine.screenCapture.streams, 1);
+    EXPECT_TRUE(session->state().isRunning());
+}
+
+}  // namespace
+}  // namespace quillon
