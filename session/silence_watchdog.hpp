@@ -27,7 +27,7 @@ class SilenceWatchdog {
 
     /// The device acknowledged or kept alive. Any thread.
     void noteTraffic() { lastAckAt_ = loop_.now(); }
-    /// A frame was sent. Any thread.
+    /// A frame was sent, or left out because the link has no room. Any thread.
     void noteFrame() { ++framesSinceConnect_; }
 
   private:

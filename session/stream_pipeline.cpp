@@ -11,7 +11,8 @@ constexpr Duration kPatternTolerance = 1ms;
 StreamPipeline::StreamPipeline(Parts parts, const EncoderSettings& settings)
     : parts_(std::move(parts)),
       settings_(settings),
-      credit_(std::make_shared<FrameCredit>(parts_.platform.mainLoop(), parts_.link, settings.fps)) {
+      credit_(std::make_shared<FrameCredit>(parts_.platform.mainLoop(), parts_.link, parts_.watchdog,
+                                            settings.fps)) {
     const auto factory = [&platform = parts_.platform](const EncoderSettings& asked,
                                                        EncoderCallbacks callbacks) {
         return platform.makeEncoder(asked, std::move(callbacks));

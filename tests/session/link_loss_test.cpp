@@ -35,6 +35,32 @@ TEST_F(LinkLossTest, SilenceBeforeElevenFramesIsNoLoss) {
     EXPECT_EQ(device->connectedAt.size(), 1U);
 }
 
+TEST(SilenceWatchdogTest, WatchesFromTheEleventhFrameOn) {
+    simulated::Machine machine;
+    simulated::SimulatedRunLoop loop(machine);
+    int silences = 0;
+    SilenceWatchdog watchdog(loop, [&] { ++silences; });
+    watchdog.start();
+    for (int frame = 0; frame < 10; ++frame) watchdog.noteFrame();
+    loop.runFor(121s);
+    EXPECT_EQ(silences, 0);
+    watchdog.noteFrame();
+    loop.runFor(2s);
+    EXPECT_EQ(silences, 1);
+}
+
+TEST_F(LinkLossTest, ALinkThatTakesNothingAfterItsFirstFramesIsReclaimed) {
+    machine.encoder.frameBytes = 20000;
+    startMirroring();
+    ASSERT_TRUE(eventually([&] { return device->counts[2] == 1; }));
+    machine.network.setPath(device->current, simulated::Network::Path::lost);
+    machine.screenCapture.animate(30);
+    ASSERT_TRUE(eventually([&] { return logged("no traffic for 8 s, reclaiming the link") == 1; }));
+    EXPECT_EQ(device->counts[2], 1);
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(device->connectedAt.size(), 2U);
+}
+
 TEST_F(LinkLossTest, KeepAlivesAreTraffic) {
     device->acknowledges = false;
     startMirroring();
