@@ -169,6 +169,7 @@ Task<> Session::reconfigureAsync(Ticket ticket) {
         finishTransition();
         co_return;
     }
+    effectiveScaling_ = scalingForThisSession();
     sendSettingsLine();
     followBounds();
     co_await startSource(ticket);

@@ -383,6 +383,18 @@ TEST_F(ArrangingTest, AFilledPictureIsCutAnewWhenTheDesktopChangesItsSize) {
     EXPECT_EQ(links(), 1U);
 }
 
+TEST_F(ArrangingTest, TheDeviceIsToldTheScalingThatANewDesktopGets) {
+    device->greeting = "Tablet 2 Tablet13,8 x 1668x2388\n";
+    start(extending());
+    ASSERT_EQ(device->ofType(8).back().text(), "1600×1200 | Smooth Off | Fill");
+    session->setResolution(1536, 2048);
+    ASSERT_TRUE(eventually([&] { return machine.screenCapture.requests.size() == 2; }));
+    run(100ms);
+    EXPECT_EQ(session->effectiveScaling(), Scaling::fit);
+    EXPECT_FALSE(machine.screenCapture.requests.back().sourceRect);
+    EXPECT_EQ(device->ofType(8).back().text(), "1536×2048 | Smooth Off | Fit");
+}
+
 // --- the place touches are mapped to
 
 TEST_F(ArrangingTest, TouchesFollowTheDisplayThroughEveryChange) {
