@@ -34,6 +34,7 @@ Session::Session(Platform& platform)
 Session::~Session() {
     stopping_ = true;
     watchdog_->stop();
+    arrangement_.cancel();
     teardown();
 }
 

@@ -215,6 +215,16 @@ TEST_F(ArrangingTest, TheClearedTransitionRunsWhatWaitedForIt) {
     EXPECT_EQ(machine.screenCapture.streams, 1);
 }
 
+TEST_F(ArrangingTest, TheEndOfASessionWaitsForTheChangeThatRunsAndForNoOther) {
+    start(extending());
+    machine.screens.configurationTime = 1s;
+    for (int i = 0; i < 10; ++i) session->setPosition(i % 2 == 0 ? "left" : "right");
+    run(100ms);
+    const Instant ended = machine.machine.now();
+    session.reset();
+    EXPECT_LE(machine.machine.now() - ended, 1s);
+}
+
 // --- the greeting's panel
 
 TEST_F(ArrangingTest, TheDesktopFollowsTheGreetingsPanel) {
