@@ -136,6 +136,7 @@ class Session : public std::enable_shared_from_this<Session> {
     Task<> startCapture(Ticket ticket);
     void startPattern(Ticket ticket);
     void captureRuns(Ticket ticket);
+    void streams(const std::string& description);
     void noticeEarlierLoss();
     void captureFailed(const std::string& reason);
     void scheduleDuration();

@@ -255,15 +255,14 @@ Task<> Session::startCapture(Ticket ticket) {
 void Session::startPattern(Ticket ticket) {
     const Size size = config_.rasterSize();
     pipeline_->startPattern(size, startTime_);
-    setState(
-        State::running("Test pattern " + std::to_string(size.width) + "×" + std::to_string(size.height)));
+    streams("Test pattern " + std::to_string(size.width) + "×" + std::to_string(size.height));
     finishTransition();
     if (isCurrent(ticket)) noticeEarlierLoss();
 }
 
 void Session::captureRuns(Ticket ticket) {
     const std::string description = runningDescription();
-    setState(State::running(description));
+    streams(description);
     Log::write("capture running: " + description);
     finishTransition();
     if (!isCurrent(ticket)) return;
@@ -278,6 +277,13 @@ void Session::captureRuns(Ticket ticket) {
     }
     watchdog_->start();
     noticeEarlierLoss();
+}
+
+/// A source runs. If it did not before, the panel may have made it begin again: then nothing is left to
+/// retry.
+void Session::streams(const std::string& description) {
+    retry_.cancel();
+    setState(State::running(description));
 }
 
 /// A loss in the middle of a transition was left to the transition, which has just ended.

@@ -366,6 +366,20 @@ TEST_F(ArrangingTest, APanelReportWithoutALinkToReconfigureIsForgottenWithTheLin
     EXPECT_EQ(mode(), (Size{1536, 2048}));
 }
 
+TEST_F(ArrangingTest, AStreamThatAReportBroughtBackIsNotEndedByTheRetry) {
+    machine.screenCapture.startFailure = "no screen to be had";
+    session->start(extending());
+    ASSERT_TRUE(eventually([&] { return logged("capture failed: no screen to be had") == 1; }));
+    machine.screenCapture.startFailure.clear();
+    run(1s);
+    report("2388x1668");
+    ASSERT_TRUE(eventuallyRunning());
+    run(20s);
+    EXPECT_TRUE(session->state().isRunning());
+    EXPECT_EQ(links(), 1U);
+    EXPECT_EQ(machine.screenCapture.requests.size(), 2U);
+}
+
 TEST_F(ArrangingTest, ThePatternIsDrawnAnewForAnotherPanel) {
     Session::Config config = mirroring();
     config.usePattern = true;
