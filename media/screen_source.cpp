@@ -225,13 +225,14 @@ Task<> ScreenSource::start(std::shared_ptr<ScreenSource> source, StartRequest re
 
     std::optional<Capture::Display> display;
     size_t visible = 0;
-    for (int query = 0; query < kDisplayQueries && !display; ++query) {
+    for (int query = 0; query < kDisplayQueries; ++query) {
         auto listing =
             inBackground(loop, source->threads_, [&capture] { return capture.shareableDisplays(); });
         const auto listed = co_await listing;
         visible = listed.size();
         display = chosenDisplay(listed, request);
-        if (!display) co_await loop.sleep(kDisplayQueryPause);
+        if (display || source->holder_->isGivenUp()) break;
+        co_await loop.sleep(kDisplayQueryPause);
     }
     if (!display) throw CaptureError(notFoundMessage(request, visible));
 

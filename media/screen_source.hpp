@@ -64,7 +64,7 @@ class ScreenSource : public std::enable_shared_from_this<ScreenSource> {
     std::function<void(std::string)> onEnd;
 
     /// Ends when capture runs. Throws CaptureError or the platform's CaptureFailure. Destroying the task
-    /// half-way leaves nothing running.
+    /// half-way leaves nothing running; one that is stopped meanwhile soon ends, in either way.
     static Task<> start(std::shared_ptr<ScreenSource> source, StartRequest request);
 
     /// Ends when no frame comes any more. Never fails.

@@ -154,10 +154,7 @@ void Session::reconfigureForPanel() {
         return;
     }
     Log::write("reconfiguring for " + sizeText(config_.rasterSize()) + " panel");
-    runStartUp(reconfigureAsync(newStartUp()));
-}
-
-Task<> Session::reconfigureAsync(Ticket ticket) {
+    const Ticket ticket = newStartUp();
     cursorFeed_.reset();
     if (pipeline_) pipeline_->stop(background_);
     pipeline_.reset();
@@ -167,12 +164,12 @@ Task<> Session::reconfigureAsync(Ticket ticket) {
         Log::write("encoder failed");
         setState(State::failed("encoder failed"));
         finishTransition();
-        co_return;
+        return;
     }
     effectiveScaling_ = scalingForThisSession();
     sendSettingsLine();
     followBounds();
-    co_await startSource(ticket);
+    startSource(ticket);
 }
 
 Scaling Session::scalingForThisSession() const {

@@ -132,7 +132,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void sendStartUpMessages();
     void askForControl();
     void startReader(Ticket ticket);
-    Task<> startSource(Ticket ticket);
+    void startSource(Ticket ticket);
     Task<> startCapture(Ticket ticket);
     void startPattern(Ticket ticket);
     void captureRuns(Ticket ticket);
@@ -161,7 +161,6 @@ class Session : public std::enable_shared_from_this<Session> {
     void panelChanged();
     void reconfigureAfter(Duration pause);
     void reconfigureForPanel();
-    Task<> reconfigureAsync(Ticket ticket);
     Scaling scalingForThisSession() const;
     void useBounds(const Rect& bounds);
     void followBounds();

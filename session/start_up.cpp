@@ -52,7 +52,7 @@ Task<> Session::beginAsync(Ticket ticket) {
     askForControl();
     startReader(ticket);
     scheduleDuration();
-    co_await startSource(ticket);
+    startSource(ticket);
 }
 
 std::function<bool()> Session::whileCurrent(Ticket ticket) {
@@ -208,11 +208,12 @@ void Session::startReader(Ticket ticket) {
         });
 }
 
-Task<> Session::startSource(Ticket ticket) {
+void Session::startSource(Ticket ticket) {
     if (config_.usePattern) {
         startPattern(ticket);
     } else {
-        co_await startCapture(ticket);
+        // Outlives the start-up: a capture that comes after a newer one has begun is still to be ended.
+        background_.start(startCapture(ticket));
     }
 }
 

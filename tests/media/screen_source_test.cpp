@@ -449,6 +449,18 @@ TEST_F(ScreenSourceTest, AStartThatIsOvertakenByStopLeavesNothing) {
     EXPECT_EQ(capture.running, 0);
 }
 
+TEST_F(ScreenSourceTest, AStartThatIsOvertakenByStopLooksForItsDisplayNoLonger) {
+    capture.appearsAtQuery = 24;
+    begin(request());
+    loop.runFor(1s);
+    stop();
+    const int queries = capture.queries;
+    loop.runFor(6s);
+    EXPECT_LE(capture.queries, queries + 1);
+    EXPECT_TRUE(finishedAt);
+    EXPECT_FALSE(capture.request);
+}
+
 TEST_F(ScreenSourceTest, AStopGivenUpHalfWayStillEndsTheStream) {
     capture.stopTakes = 500ms;
     start(request());

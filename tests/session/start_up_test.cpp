@@ -383,6 +383,54 @@ TEST_F(SessionTest, AVanishedScreenIsReportedAndTriedAgain) {
     EXPECT_EQ(machine.screenCapture.streams, 1);
 }
 
+/// A session whose capture takes two seconds to begin, and is made to begin again half a second after the
+/// first time.
+class LateCaptureTest : public RunningSessionTest, public testing::WithParamInterface<const char*> {
+  protected:
+    LateCaptureTest() { machine.screenCapture.startDelay = 2s; }
+
+    void beginTwice() {
+        session->start(mirroring());
+        run(500ms);
+        ASSERT_EQ(machine.screenCapture.requests.size(), 1U);
+        if (GetParam() == std::string("stop")) {
+            session->stop();
+            session->start(mirroring());
+        } else {
+            session->restart();
+        }
+    }
+};
+
+TEST_P(LateCaptureTest, ACaptureThatComesAfterANewerStartUpIsEnded) {
+    beginTwice();
+    ASSERT_TRUE(eventually([&] { return logged("stale capture task finished, ignoring") == 1; }));
+    EXPECT_EQ(session->state(), Session::State::starting());
+    ASSERT_TRUE(eventuallyRunning());
+    run(20s);
+    EXPECT_EQ(logged("stale capture task finished, ignoring"), 1);
+    EXPECT_EQ(loggedBeginning("capture running"), 1);
+    EXPECT_EQ(machine.screenCapture.streams, 1);
+    EXPECT_EQ(machine.encoder.living, 1);
+    EXPECT_EQ(device->connectedAt.size(), 2U);
+}
+
+TEST_P(LateCaptureTest, ACaptureThatFailsAfterANewerStartUpChangesNothing) {
+    beginTwice();
+    machine.screenCapture.startFailure = "too late";
+    run(1600ms);
+    EXPECT_EQ(session->state(), Session::State::starting());
+    machine.screenCapture.startFailure.clear();
+    ASSERT_TRUE(eventuallyRunning());
+    run(20s);
+    EXPECT_EQ(loggedBeginning("capture failed"), 0);
+    EXPECT_EQ(logged("stale capture task finished, ignoring"), 0);
+    EXPECT_EQ(device->connectedAt.size(), 2U) << "no retry";
+}
+
+INSTANTIATE_TEST_SUITE_P(Again, LateCaptureTest, testing::Values("stop", "restart"),
+                         [](const auto& way) { return std::string(way.param); });
+
 TEST_F(SessionTest, ALateCaptureFailureOfAnEarlierRunIsDropped) {
     machine.attachDevice("tablet-1");
     machine.screenCapture.startDelay = 2s;
