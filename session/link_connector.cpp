@@ -22,20 +22,25 @@ LinkConnector::LinkConnector(Platform& platform)
       discovery_(platform.mainLoop(), platform.serviceBrowser()) {}
 
 Task<std::optional<Connection>> LinkConnector::connectWithRetry(std::shared_ptr<LinkConnector> self,
-                                                                SessionConfig config,
-                                                                std::function<bool()> wanted) {
+                                                                SessionConfig config) {
     RunLoop& loop = self->platform_.mainLoop();
     Threads& threads = self->platform_.threads();
-    for (int attempt = 1; wanted(); ++attempt) {
-        auto work = inBackground(loop, threads, [self, config] { return self->connectOnce(config); });
+    struct Interest {
+        std::shared_ptr<std::atomic<bool>> lasts = std::make_shared<std::atomic<bool>>(true);
+        ~Interest() { *lasts = false; }
+    } const interest;
+    for (int attempt = 1;; ++attempt) {
+        auto work = inBackground(loop, threads, [self, config, wanted = interest.lasts] {
+            return self->connectOnce(config, *wanted);
+        });
         auto connection = co_await work;
         if (connection || attempt == kMostAttempts) co_return connection;
         co_await loop.sleep(kBetweenAttempts);
     }
-    co_return std::nullopt;
 }
 
-std::optional<Connection> LinkConnector::connectOnce(const SessionConfig& config) {
+std::optional<Connection> LinkConnector::connectOnce(const SessionConfig& config,
+                                                     const std::atomic<bool>& wanted) {
     if (config.tcpHost) return connectTCP(*config.tcpHost, config.tcpPort);
 
     const bool mayUseUSB = config.transport != Transport::wifi;
@@ -47,12 +52,12 @@ std::optional<Connection> LinkConnector::connectOnce(const SessionConfig& config
     }
     std::optional<std::string> host = config.targetHost;
     if (!host && config.wifiHost && !config.wifiHost->empty()) host = config.wifiHost;
-    if (mayUseWiFi && host) {
+    if (mayUseWiFi && host && wanted) {
         if (auto connection = connectTCP(*host, config.port)) return connection;
     }
-    if (config.targetUDID || config.targetHost || !mayUseWiFi) return std::nullopt;
+    if (config.targetUDID || config.targetHost || !mayUseWiFi || !wanted) return std::nullopt;
     const auto endpoint = discovery_.discover(kDiscoveryLimit);
-    if (!endpoint) return std::nullopt;
+    if (!endpoint || !wanted) return std::nullopt;
     return connectTCP(endpoint->host, endpoint->port);
 }
 
@@ -69,16 +74,19 @@ std::optional<std::string> LinkConnector::cabledDevice(const SessionConfig& conf
 }
 
 std::optional<Connection> LinkConnector::connectUSB(const std::string& udid, uint16_t port) {
-    const auto fd = usbLink_.connect(udid, port, kConnectLimit);
-    if (!fd) return std::nullopt;
-    return Connection{OwnedDescriptor(platform_.sockets(), *fd), "USB", udid, usbLink_.lastGreeting()};
+    const auto greeted = usbLink_.connect(udid, port, kConnectLimit);
+    if (!greeted) return std::nullopt;
+    return Connection{OwnedDescriptor(platform_.sockets(), greeted->descriptor), "USB", udid,
+                      greeted->greeting};
 }
 
 std::optional<Connection> LinkConnector::connectTCP(const std::string& host, uint16_t port) {
-    const auto fd = usbLink_.connectTCP(host, port, kConnectLimit);
-    if (!fd) return std::nullopt;
-    return Connection{
-        OwnedDescriptor(platform_.sockets(), *fd), tcpLinkDescription(host), {}, usbLink_.lastGreeting()};
+    const auto greeted = usbLink_.connectTCP(host, port, kConnectLimit);
+    if (!greeted) return std::nullopt;
+    return Connection{OwnedDescriptor(platform_.sockets(), greeted->descriptor),
+                      tcpLinkDescription(host),
+                      {},
+                      greeted->greeting};
 }
 
 }  // namespace quillon

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,7 +19,7 @@ struct Connection {
     OwnedDescriptor socket;
     std::string activeTransport;  ///< for the user; begins with "USB" or "Wi-Fi"
     std::string connectedUDID;    ///< empty unless it runs over usbmux
-    std::optional<std::string> greeting;
+    std::string greeting;
 };
 
 /// Chooses a link by the user's configuration and opens it: an explicit host, the cable, a known Wi-Fi
@@ -28,13 +28,13 @@ class LinkConnector : public std::enable_shared_from_this<LinkConnector> {
   public:
     explicit LinkConnector(Platform& platform);
 
-    /// Up to ten attempts, 0.6 s apart; `wanted` is asked before each. Main thread.
+    /// Up to ten attempts, 0.6 s apart. Destroying the task ends the attempt that runs just then before its
+    /// next step, so that it does not come between a newer one and the device. Main thread.
     static Task<std::optional<Connection>> connectWithRetry(std::shared_ptr<LinkConnector> self,
-                                                            SessionConfig config,
-                                                            std::function<bool()> wanted);
+                                                            SessionConfig config);
 
-    /// One attempt. Blocks; never on the main thread.
-    std::optional<Connection> connectOnce(const SessionConfig& config);
+    /// One attempt; `wanted` is asked before each step. Blocks; never on the main thread.
+    std::optional<Connection> connectOnce(const SessionConfig& config, const std::atomic<bool>& wanted);
 
     /// The device that a cabled link would use now: the configured one when it is present, otherwise the
     /// only cabled one. Blocks; never on the main thread.

@@ -77,6 +77,7 @@ void Session::stop() {
             .moveWindowsOff(desktop_.virtualDisplayID(), displays.bounds(displays.main()));
     }
     retry_.reset();
+    endStartUp();
     teardown();
     setState(State::idle());
 }
@@ -114,15 +115,18 @@ Session::Ticket Session::newStartUp() {
 }
 
 void Session::runStartUp(Task<> task) {
-    // The start-up that ends here may be the one that is asking: it is let go in the loop's next turn.
-    if (startUp_) {
-        retired_.push_back(std::move(startUp_));
-        loop_.post([weak = weak_from_this()] {
-            if (const auto self = weak.lock()) self->retired_.clear();
-        });
-    }
+    endStartUp();
     startUp_ = std::make_unique<TaskScope>();
     startUp_->start(std::move(task));
+}
+
+/// The start-up that ends here may be the one that is asking: it is let go in the loop's next turn.
+void Session::endStartUp() {
+    if (!startUp_) return;
+    retired_.push_back(std::move(startUp_));
+    loop_.post([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->retired_.clear();
+    });
 }
 
 void Session::teardown() {

@@ -106,6 +106,7 @@ class Session : public std::enable_shared_from_this<Session> {
     // --- life
     void begin();
     void runStartUp(Task<> task);
+    void endStartUp();
     void setState(State next);
     void teardown();
     void finishTransition();
@@ -125,8 +126,8 @@ class Session : public std::enable_shared_from_this<Session> {
     Task<bool> prepareDisplay(Ticket ticket);
     Task<DisplayID> prepareVirtualDisplay(Ticket ticket);
     void adoptLink(Connection connection);
-    Task<bool> followGreeting(std::optional<std::string> greeting, Ticket ticket);
-    void rememberDevice(const std::optional<std::string>& greeting);
+    Task<bool> followGreeting(std::string greeting, Ticket ticket);
+    void rememberDevice(const std::string& greeting);
     void choosePreferences();
     void buildPipeline();
     void sendStartUpMessages();

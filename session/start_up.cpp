@@ -22,7 +22,7 @@ Task<> Session::beginAsync(Ticket ticket) {
     const bool hasDisplay = co_await prepareDisplay(ticket);
     if (!hasDisplay) co_return;
 
-    auto connecting = LinkConnector::connectWithRetry(connector_, config_, whileCurrent(ticket));
+    auto connecting = LinkConnector::connectWithRetry(connector_, config_);
     auto connection = co_await std::move(connecting);
     if (!isCurrent(ticket)) co_return;
     if (!connection) {
@@ -105,27 +105,25 @@ void Session::adoptLink(Connection connection) {
     link_ = std::make_shared<Link>(platform_, std::move(connection.socket));
 }
 
-Task<bool> Session::followGreeting(std::optional<std::string> greeting, Ticket ticket) {
+Task<bool> Session::followGreeting(std::string greeting, Ticket ticket) {
     const Size before = config_.virtualSize();
-    if (greeting) {
-        const auto said = wire::parseGreeting(*greeting);
-        clientSupportsPing_ = said.supportsPing();
-        Log::write("client protocol " + std::to_string(said.protocolVersion) + ", ping " +
-                   (clientSupportsPing_ ? "supported" : "not supported"));
-        if (const auto panel = wire::panelSize(*greeting)) {
-            usePanel(*panel);
-            Log::write("panel " + sizeText(*panel));
-            alignDesktopOrientation(*panel);
-        }
+    const auto said = wire::parseGreeting(greeting);
+    clientSupportsPing_ = said.supportsPing();
+    Log::write("client protocol " + std::to_string(said.protocolVersion) + ", ping " +
+               (clientSupportsPing_ ? "supported" : "not supported"));
+    if (const auto panel = wire::panelSize(greeting)) {
+        usePanel(*panel);
+        Log::write("panel " + sizeText(*panel));
+        alignDesktopOrientation(*panel);
     }
     resetUnofferedResolution();
     if (config_.virtualSize() != before) co_await loop_.sleep(kDesktopSettles);
     co_return isCurrent(ticket);
 }
 
-void Session::rememberDevice(const std::optional<std::string>& greeting) {
-    if (!greeting || connectedUDID_.empty()) return;
-    const auto model = wire::parseGreeting(*greeting).model;
+void Session::rememberDevice(const std::string& greeting) {
+    if (connectedUDID_.empty()) return;
+    const auto model = wire::parseGreeting(greeting).model;
     if (!model) return;
     platform_.settings().write({{"lastDeviceModel", *model},
                                 {"lastDeviceID", connectedUDID_},

@@ -170,7 +170,7 @@ int USBLink::connect(const std::string& udid, uint16_t port) {
     return opened(usbOpener(udid, port));
 }
 
-std::optional<int> USBLink::connect(const std::string& udid, uint16_t port, Duration timeout) {
+std::optional<USBLink::Greeted> USBLink::connect(const std::string& udid, uint16_t port, Duration timeout) {
     return openedWithin(timeout, "usb connect", usbOpener(udid, port));
 }
 
@@ -178,18 +178,19 @@ int USBLink::connectTCP(const std::string& host, uint16_t port) {
     return opened(tcpOpener(host, port));
 }
 
-std::optional<int> USBLink::connectTCP(const std::string& host, uint16_t port, Duration timeout) {
+std::optional<USBLink::Greeted> USBLink::connectTCP(const std::string& host, uint16_t port,
+                                                    Duration timeout) {
     return openedWithin(timeout, "tcp connect to " + host, tcpOpener(host, port));
 }
 
 int USBLink::opened(const std::function<Opened()>& open) {
-    const auto fd = settled(open());
-    if (!fd) throw USBLinkError::handshakeTimeout();
-    return *fd;
+    const auto greeted = settled(open());
+    if (!greeted) throw USBLinkError::handshakeTimeout();
+    return greeted->descriptor;
 }
 
-std::optional<int> USBLink::openedWithin(Duration timeout, const std::string& what,
-                                         std::function<Opened()> open) {
+std::optional<USBLink::Greeted> USBLink::openedWithin(Duration timeout, const std::string& what,
+                                                      std::function<Opened()> open) {
     const auto attempt = [open = std::move(open)] {
         try {
             return open();
@@ -200,17 +201,17 @@ std::optional<int> USBLink::openedWithin(Duration timeout, const std::string& wh
     const auto closeLate = [&sockets = sockets_](const Opened& late) {
         if (late.descriptor >= 0) sockets.close(late.descriptor);
     };
-    const auto result = callWithin<Opened>(threads_, timeout, attempt, closeLate);
+    auto result = callWithin<Opened>(threads_, timeout, attempt, closeLate);
     if (!result) {
         Log::write(what + timedOutAfter(timeout));
         return std::nullopt;
     }
-    return settled(*result);
+    return settled(std::move(*result));
 }
 
 /// Only connections that are returned leave their greeting: a worker that was given up on must not
 /// change what the session reads about its newer connection.
-std::optional<int> USBLink::settled(const Opened& opened) {
+std::optional<USBLink::Greeted> USBLink::settled(Opened opened) {
     if (opened.descriptor < 0) return std::nullopt;
     if (!opened.greeting) {
         silent_->keep(opened.descriptor);
@@ -218,7 +219,7 @@ std::optional<int> USBLink::settled(const Opened& opened) {
     }
     const MutexLock held(lock_);
     lastGreeting_ = opened.greeting;
-    return opened.descriptor;
+    return Greeted{opened.descriptor, std::move(*opened.greeting)};
 }
 
 std::optional<std::string> USBLink::lastGreeting() const {

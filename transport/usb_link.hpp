@@ -49,6 +49,13 @@ class USBLink {
         bool operator==(const USBDevice&) const = default;
     };
 
+    /// A connection and its own greeting, which `lastGreeting` may no longer be where several are opened at
+    /// once.
+    struct Greeted {
+        int descriptor = -1;
+        std::string greeting;
+    };
+
     USBLink(Threads& threads, Sockets& sockets, UsbMux& mux);
     ~USBLink();
     USBLink(const USBLink&) = delete;
@@ -67,10 +74,10 @@ class USBLink {
     /// USBLinkError.
     int connect(const std::string& udid, uint16_t port);
     /// The same with a deadline; nothing on any failure. A connection that comes later is closed.
-    std::optional<int> connect(const std::string& udid, uint16_t port, Duration timeout);
+    std::optional<Greeted> connect(const std::string& udid, uint16_t port, Duration timeout);
     /// The same by TCP over IPv4.
     int connectTCP(const std::string& host, uint16_t port);
-    std::optional<int> connectTCP(const std::string& host, uint16_t port, Duration timeout);
+    std::optional<Greeted> connectTCP(const std::string& host, uint16_t port, Duration timeout);
 
     /// The greeting of the newest connection that was returned.
     std::optional<std::string> lastGreeting() const EXCLUDES(lock_);
@@ -92,9 +99,10 @@ class USBLink {
     };
     class SilentConnections;
 
-    std::optional<int> settled(const Opened& opened) EXCLUDES(lock_);
+    std::optional<Greeted> settled(Opened opened) EXCLUDES(lock_);
     int opened(const std::function<Opened()>& open);
-    std::optional<int> openedWithin(Duration timeout, const std::string& what, std::function<Opened()> open);
+    std::optional<Greeted> openedWithin(Duration timeout, const std::string& what,
+                                        std::function<Opened()> open);
     std::function<Opened()> usbOpener(const std::string& udid, uint16_t port);
     std::function<Opened()> tcpOpener(const std::string& host, uint16_t port);
 

@@ -132,19 +132,20 @@ TEST_F(UsbMuxTest, ConnectsToTheApp) {
     startServer();
     TestApp app;
     addDevice("tablet", UsbmuxServer::Connection::cable, app.onConnect("Tablet 2 2048x1536\n"));
-    const auto fd = link.connect("tablet", 5555, 5s);
-    ASSERT_TRUE(fd);
-    const Descriptor host(*fd);
+    const auto greeted = link.connect("tablet", 5555, 5s);
+    ASSERT_TRUE(greeted);
+    const int fd = greeted->descriptor;
+    const Descriptor host(fd);
     const Descriptor device = app.connection();
     EXPECT_EQ(link.lastGreeting(), "Tablet 2 2048x1536");
-    EXPECT_EQ(fcntl(*fd, F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
 
-    test::sendText(*fd, "to the device");
+    test::sendText(fd, "to the device");
     EXPECT_EQ(test::receivedText(device.get(), 13), "to the device");
     test::sendText(device.get(), "to the host");
-    EXPECT_EQ(test::receivedText(*fd, 11), "to the host");
+    EXPECT_EQ(test::receivedText(fd, 11), "to the host");
 
-    sockets.shutdown(*fd);
+    sockets.shutdown(fd);
     EXPECT_TRUE(test::endsSoon(device.get()));
 }
 

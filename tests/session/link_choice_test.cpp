@@ -34,6 +34,9 @@ class LinkChoiceTest : public SessionTest {
     void unplug() { machine.usb.attached.clear(); }
     Listener& cabledApp() { return machine.usb.attached.front().ports.begin()->second; }
     Listener& app(const std::string& address) { return machine.network.tcpListeners.at(address); }
+    std::vector<Instant> connectionsTo(const std::string& address) {
+        return std::dynamic_pointer_cast<simulated::Device>(app(address).peer)->connectedAt;
+    }
     /// The cable of a device comes in again.
     void plug() { machine.attachDevice("tablet-1"); }
 };
@@ -100,6 +103,31 @@ TEST_F(LinkChoiceTest, ACableThatHangsLeadsToTheHostAfterFourSeconds) {
     EXPECT_EQ(linkOf(config), "Wi-Fi (192.168.1.31)");
     EXPECT_NEAR(toSeconds(machine.machine.now() - begin), 4, 0.5);
     EXPECT_EQ(logged("usb connect timed out after 4s"), 1);
+}
+
+TEST_F(LinkChoiceTest, AnAttemptThatIsNoLongerWantedTakesNoFurtherStep) {
+    Session::Config config = choosing(Transport::auto_);
+    config.wifiHost = "192.168.1.31";
+    for (const std::string way : {"restart", "stop and start", "stop"}) {
+        SCOPED_TRACE(way);
+        cabledApp().answer = Listener::Answer::hangs;
+        session->start(config);
+        run(1s);
+        cabledApp().answer = Listener::Answer::accepts;
+        if (way == "restart") {
+            session->restart();
+        } else {
+            session->stop();
+            if (way == "stop and start") session->start(config);
+        }
+        run(20s);
+        EXPECT_EQ(machine.services.searches, 0);
+        EXPECT_TRUE(connectionsTo("192.168.1.31:5555").empty());
+        EXPECT_EQ(session->state().isRunning(), way != "stop");
+        session->stop();
+        run(1s);
+        EXPECT_EQ(machine.network.openDescriptors(), 0U);
+    }
 }
 
 TEST_F(LinkChoiceTest, AHostThatHangsLeadsToDiscoveryAfterFourSeconds) {

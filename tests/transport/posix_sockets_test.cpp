@@ -165,8 +165,8 @@ class TcpLinkTest : public ::testing::Test {
                                [this] { return link.connectTCP("127.0.0.1", listener.port(), 5s); });
         Descriptor device = listener.accept();
         test::sendText(device.get(), greeting);
-        const auto fd = host.get();
-        return {fd ? std::optional<Descriptor>(*fd) : std::nullopt, std::move(device)};
+        const auto greeted = host.get();
+        return {greeted ? std::optional<Descriptor>(greeted->descriptor) : std::nullopt, std::move(device)};
     }
 
     PosixSockets sockets;

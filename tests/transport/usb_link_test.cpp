@@ -116,10 +116,30 @@ TEST_F(USBLinkTest, ConnectsByTcp) {
     listen();
     speaker->speech = "Tablet\n";
     ::testing::internal::CaptureStderr();
-    const auto fd = link.connectTCP("192.168.1.30", 5555, 4s);
+    const auto greeted = link.connectTCP("192.168.1.30", 5555, 4s);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "[tcp] device says: Tablet\n");
-    EXPECT_EQ(std::vector<int>{fd.value()}, speaker->connected);
+    EXPECT_EQ(std::vector<int>{greeted.value().descriptor}, speaker->connected);
+    EXPECT_EQ(greeted->greeting, "Tablet");
     EXPECT_EQ(link.lastGreeting(), "Tablet");
+}
+
+TEST_F(USBLinkTest, OfTwoConnectionsOpenedAtOnceEachHasItsOwnGreeting) {
+    attach("cable", 1);
+    listen();
+    speaker->speech = "first\n";
+    std::optional<USBLink::Greeted> first;
+    std::optional<USBLink::Greeted> second;
+    speaker->after = 2s;
+    machine.spawn([&] { first = link.connect("cable", 5555, 4s); });
+    machine.after(1s, [&] { speaker->speech = "second\n"; });
+    machine.spawn([&] {
+        simulated::Machine::WaitPoint never;
+        machine.wait(never, begin + 1500ms);
+        second = link.connectTCP("192.168.1.30", 5555, 4s);
+    });
+    machine.settle();
+    EXPECT_EQ(first.value().greeting, "first");
+    EXPECT_EQ(second.value().greeting, "second");
 }
 
 TEST_F(USBLinkTest, SaysWhyThereIsNoConnection) {
