@@ -47,19 +47,27 @@ void Session::setResolution(int width, int height) {
     }
     config_.virtualWidth = width;
     config_.virtualHeight = height;
-    background_.start(changeMode(display, *mode));
+    wantedMode_ = {display, *mode};
+    if (!changesModes_) background_.start(changeModes());
     Log::write("resolution set to " + sizeText(size) + " (capture " + std::to_string(config_.width) + "x" +
                std::to_string(config_.height) + ")");
     sendSettingsLine();
 }
 
-Task<> Session::changeMode(DisplayID display, DisplayMode mode) {
-    const bool isSet = co_await arrangement_.setMode(display, mode);
-    if (isSet && !config_.mirror) {
-        auto placing = arrangement_.place(display, config_.position, config_.virtualSize());
-        co_await std::move(placing);
+/// Sets the mode that is wanted until none is. One that comes while another is set replaces what waits: a
+/// device that reports one panel after the other gives a slow display server no more to do than the last.
+Task<> Session::changeModes() {
+    changesModes_ = true;
+    while (wantedMode_) {
+        const WantedMode wanted = *std::exchange(wantedMode_, std::nullopt);
+        const bool isSet = co_await arrangement_.setMode(wanted.display, wanted.mode);
+        if (isSet && !config_.mirror && !wantedMode_) {
+            auto placing = arrangement_.place(wanted.display, config_.position, config_.virtualSize());
+            co_await std::move(placing);
+        }
+        followBounds();
     }
-    followBounds();
+    changesModes_ = false;
 }
 
 Task<> Session::moveDisplay(DisplayID display) {
@@ -117,18 +125,12 @@ void Session::resetUnofferedResolution() {
     setResolution(chosen->width, chosen->height);
 }
 
-void Session::panelReported(const std::string& text) {
-    Log::write("panel report: " + text);
-    const auto panel = wire::panelSize(text);
-    if (!panel || panel == panelPixels_) return;
-    Log::write("panel changed to " + sizeText(*panel));
-    usePanel(*panel);
-    panelChanged();
-}
-
 void Session::panelChanged() {
+    const auto panel = messages_->takePanel();
+    if (!panel || panel == panelPixels_) return;
+    usePanel(*panel);
     const Size before = config_.virtualSize();
-    alignDesktopOrientation(*panelPixels_);
+    alignDesktopOrientation(*panel);
     if (!config_.scalingExplicit) {
         const Scaling suited = scalingForThisSession();
         if (suited != effectiveScaling_) {

@@ -7,13 +7,14 @@
 namespace quillon {
 
 DeviceMessages::DeviceMessages(RunLoop& clock, Instant startTime, std::shared_ptr<Statistics> statistics,
-                               std::shared_ptr<SilenceWatchdog> watchdog,
-                               std::function<void(std::string)> onPanelReport)
+                               std::shared_ptr<SilenceWatchdog> watchdog, std::optional<Size> panel,
+                               std::function<void()> onPanelChanged)
     : clock_(clock),
       startTime_(startTime),
       statistics_(std::move(statistics)),
       watchdog_(std::move(watchdog)),
-      onPanelReport_(std::move(onPanelReport)) {}
+      panel_(panel),
+      onPanelChanged_(std::move(onPanelChanged)) {}
 
 void DeviceMessages::handle(const MessageReader::Message& message) {
     switch (static_cast<wire::MessageType>(message.header.type)) {
@@ -25,11 +26,11 @@ void DeviceMessages::handle(const MessageReader::Message& message) {
             watchdog_->noteTraffic();
             break;
         case wire::MessageType::input:
-            ++inputCount_;
+            statistics_->countInput();
             if (const auto injector = this->injector()) injector->handle(message.payload);
             break;
         case wire::MessageType::panelReport:
-            onPanelReport_(repairedUtf8(message.payload));
+            panelReported(repairedUtf8(message.payload));
             break;
         default:
             break;  // a newer device may say more than this host knows
@@ -41,6 +42,18 @@ void DeviceMessages::acknowledge(uint64_t echoed) {
     const uint64_t clock = sessionMicroseconds(startTime_, now);
     if (clock <= echoed) return;
     statistics_->addLatency(now, static_cast<double>(clock - echoed) / 1000);
+}
+
+void DeviceMessages::panelReported(const std::string& text) {
+    Log::write("panel report: " + onOneLine(text));
+    const auto panel = wire::panelSize(text);
+    if (!panel || panel == panel_) return;
+    Log::write("panel changed to " + sizeText(*panel));
+    panel_ = panel;
+    MutexLock held(lock_);
+    const bool isWaiting = std::exchange(waitingPanel_, panel).has_value();
+    held.unlock();
+    if (!isWaiting) onPanelChanged_();
 }
 
 }  // namespace quillon

@@ -1,10 +1,12 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
+#include "base/geometry.hpp"
 #include "base/thread_annotations.hpp"
 #include "input/input_injector.hpp"
 #include "platform/run_loop.hpp"
@@ -18,9 +20,11 @@ namespace quillon {
 /// queue, so a touch reaches the pointer without a detour through the main thread.
 class DeviceMessages {
   public:
-    /// `onPanelReport` is given the text of each panel report, on the reader's queue.
+    /// `panel` is the size known so far. `onPanelChanged` is called on the reader's queue when another one is
+    /// reported and none waits: however much a device reports, one size at most is under way.
     DeviceMessages(RunLoop& clock, Instant startTime, std::shared_ptr<Statistics> statistics,
-                   std::shared_ptr<SilenceWatchdog> watchdog, std::function<void(std::string)> onPanelReport);
+                   std::shared_ptr<SilenceWatchdog> watchdog, std::optional<Size> panel,
+                   std::function<void()> onPanelChanged);
 
     void handle(const MessageReader::Message& message);
 
@@ -30,11 +34,15 @@ class DeviceMessages {
         injector_ = std::move(injector);
     }
 
-    /// Input messages so far. Any thread.
-    int64_t inputCount() const { return inputCount_; }
+    /// The size reported last, once; nothing when it has been taken. Any thread.
+    std::optional<Size> takePanel() EXCLUDES(lock_) {
+        const MutexLock held(lock_);
+        return std::exchange(waitingPanel_, std::nullopt);
+    }
 
   private:
     void acknowledge(uint64_t echoed);
+    void panelReported(const std::string& text) EXCLUDES(lock_);
     std::shared_ptr<InputInjector> injector() EXCLUDES(lock_) {
         const MutexLock held(lock_);
         return injector_;
@@ -44,11 +52,12 @@ class DeviceMessages {
     const Instant startTime_;
     const std::shared_ptr<Statistics> statistics_;
     const std::shared_ptr<SilenceWatchdog> watchdog_;
-    const std::function<void(std::string)> onPanelReport_;
-    std::atomic<int64_t> inputCount_ = 0;
+    std::optional<Size> panel_;  ///< reported last; reader's queue
+    const std::function<void()> onPanelChanged_;
 
     Mutex lock_;
     std::shared_ptr<InputInjector> injector_ GUARDED_BY(lock_);
+    std::optional<Size> waitingPanel_ GUARDED_BY(lock_);
 };
 
 }  // namespace quillon

@@ -71,6 +71,7 @@ void Session::stop() {
     watchdog_->stop();
     durationTimer_.reset();
     arrangement_.cancel();
+    wantedMode_.reset();
     if (!config_.mirror && desktop_.isOwned()) {
         Displays& displays = platform_.displays();
         WindowMover(platform_.windows(), displays, platform_.permissions())

@@ -94,7 +94,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::string connectedUDID() const { return link_ ? connectedUDID_ : std::string(); }
     bool isTransitioning() const { return transitioning_; }
     Scaling effectiveScaling() const { return effectiveScaling_; }
-    int64_t inputCount() const { return messages_ ? messages_->inputCount() : 0; }
+    int64_t inputCount() const { return statistics_->inputCount(); }
     size_t latencySampleCount() const { return statistics_->latencySampleCount(); }
 
   private:
@@ -132,7 +132,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void buildPipeline();
     void sendStartUpMessages();
     void askForControl();
-    void startReader(Ticket ticket);
+    void startReader();
     void startSource(Ticket ticket);
     Task<> startCapture(Ticket ticket);
     void startPattern(Ticket ticket);
@@ -151,14 +151,13 @@ class Session : public std::enable_shared_from_this<Session> {
     std::string runningDescription() const;
 
     // --- the desktop, session/arranging.cpp
-    Task<> changeMode(DisplayID display, DisplayMode mode);
+    Task<> changeModes();
     Task<> moveDisplay(DisplayID display);
     void watchArrangement(DisplayID display);
     Task<> enforceMode(DisplayID display);
     void alignDesktopOrientation(Size panel);
     void resetUnofferedResolution();
     void usePanel(Size panel);
-    void panelReported(const std::string& text);
     void panelChanged();
     void reconfigureAfter(Duration pause);
     void reconfigureForPanel();
@@ -182,6 +181,12 @@ class Session : public std::enable_shared_from_this<Session> {
     std::string connectedUDID_;
     std::optional<DisplayID> displayID_;
     std::optional<Size> panelPixels_;
+    struct WantedMode {
+        DisplayID display = 0;
+        DisplayMode mode;
+    };
+    std::optional<WantedMode> wantedMode_;  ///< chosen last; not yet on its way
+    bool changesModes_ = false;
     bool clientSupportsPing_ = false;
     Scaling effectiveScaling_ = Scaling::fit;
     std::optional<StreamQuality> lastAppliedQuality_;  ///< set by the user

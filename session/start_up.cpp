@@ -50,7 +50,7 @@ Task<> Session::beginAsync(Ticket ticket) {
     }
     sendStartUpMessages();
     askForControl();
-    startReader(ticket);
+    startReader();
     scheduleDuration();
     startSource(ticket);
 }
@@ -184,26 +184,22 @@ void Session::askForControl() {
     Log::write(std::string("accessibility=") + trueOrFalse(trusted));
 }
 
-void Session::startReader(Ticket ticket) {
-    messages_ = std::make_shared<DeviceMessages>(
-        loop_, startTime_, statistics_, watchdog_,
-        [weak = weak_from_this(), &loop = loop_, ticket](std::string text) {
-            loop.post([weak, ticket, text = std::move(text)] {
+void Session::startReader() {
+    // On the reader's queue: what follows is the main thread's, as long as the link is the session's.
+    const auto posted = [weak = weak_from_this(), &loop = loop_, link = std::weak_ptr(link_)](auto reaction) {
+        return [weak, &loop = loop, link, reaction] {
+            loop.post([weak, link, reaction] {
                 const auto self = weak.lock();
-                if (self && self->link_ && self->ticket_.generation == ticket.generation) {
-                    self->panelReported(text);
-                }
+                if (self && self->link_ && self->link_ == link.lock()) ((*self).*reaction)();
             });
-        });
+        };
+    };
+    messages_ = std::make_shared<DeviceMessages>(loop_, startTime_, statistics_, watchdog_, panelPixels_,
+                                                 posted(&Session::panelChanged));
     messages_->setInjector(injector_);
     link_->startReader(
         [messages = messages_](const MessageReader::Message& message) { messages->handle(message); },
-        [weak = weak_from_this(), &loop = loop_, ended = std::weak_ptr(link_)] {
-            loop.post([weak, ended] {
-                const auto self = weak.lock();
-                if (self && self->link_ && self->link_ == ended.lock()) self->linkLost();
-            });
-        });
+        posted(&Session::linkLost));
 }
 
 void Session::startSource(Ticket ticket) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -12,7 +13,8 @@
 
 namespace quillon {
 
-/// Counts what leaves the host and how long the device takes to answer. Any thread; knows no clock.
+/// Counts what leaves the host, how long the device takes to answer, and what the user does there. Any
+/// thread; knows no clock.
 class Statistics {
   public:
     /// Begins a new count at `now`. Latency samples are kept.
@@ -27,8 +29,14 @@ class Statistics {
 
     size_t latencySampleCount() const;
 
+    /// An input message came. They are counted over all links.
+    void countInput() { ++inputCount_; }
+    int64_t inputCount() const { return inputCount_; }
+
   private:
     std::optional<double> medianLatency(Instant now) const REQUIRES(lock_);
+
+    std::atomic<int64_t> inputCount_ = 0;
 
     mutable Mutex lock_;
     int64_t framesSent_ GUARDED_BY(lock_) = 0;

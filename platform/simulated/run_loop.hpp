@@ -24,6 +24,9 @@ class SimulatedRunLoop : public RunLoop {
     bool runUntil(const std::function<bool()>& done, Duration limit);
     void runFor(Duration interval);
 
+    /// Work that was posted and has not run.
+    size_t waiting() const { return posted_.size(); }
+
   private:
     void turn(std::optional<Instant> limit);
 

@@ -351,6 +351,23 @@ TEST_F(ArrangingTest, ASecondReportDoesNotCutTheSettlingShort) {
     EXPECT_EQ(loggedBeginning("reconfiguring"), 1);
 }
 
+TEST_F(ArrangingTest, OfManyPanelsASlowDisplayServerIsGivenTheLast) {
+    device->greeting = "Tablet 2 Tablet13,8 x 2732x2048\n";
+    start(extending());
+    machine.screens.configurationTime = 1s;
+    const int before = machine.screens.modeChanges;
+    for (int i = 0; i <= 100; ++i) {
+        report(i % 2 == 0 ? "2048x2732" : "2732x2048");
+        run(10ms);
+    }
+    run(60s);
+    EXPECT_LE(machine.screens.modeChanges - before, 4);
+    EXPECT_EQ(mode(), (Size{1536, 2048}));
+    EXPECT_EQ(display().bounds, (Rect{1920, 0, 1536, 2048}));
+    EXPECT_TRUE(session->state().isRunning());
+    EXPECT_EQ(links(), 1U);
+}
+
 TEST_F(ArrangingTest, APanelReportWithoutALinkToReconfigureIsForgottenWithTheLink) {
     device->greeting = "Tablet 2 Tablet13,8 x 2732x2048\n";
     start(extending());

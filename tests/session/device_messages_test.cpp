@@ -8,7 +8,17 @@ namespace {
 
 using testing::ElementsAre;
 
-class DeviceMessagesTest : public RunningSessionTest {};
+class DeviceMessagesTest : public RunningSessionTest {
+  protected:
+    /// The device reports panels, one of `texts` after the other, while the main thread is busy.
+    void flood(const std::vector<std::string>& texts, int rounds) {
+        for (int round = 0; round < rounds; ++round) {
+            for (const std::string& text : texts) device->send(12, viewOf(text));
+        }
+        simulated::Machine::WaitPoint never;
+        machine.machine.wait(never, machine.machine.now() + 10ms);
+    }
+};
 
 // --- acknowledgements
 
@@ -67,6 +77,18 @@ TEST_F(DeviceMessagesTest, InputIsCountedAndReachesThePointer) {
     EXPECT_TRUE(machine.mouse.posted.empty());
 }
 
+TEST_F(DeviceMessagesTest, InputIsCountedOverAllLinks) {
+    startMirroring();
+    device->send(4, {});
+    run(100ms);
+    session->restart();
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(session->inputCount(), 1);
+    device->send(4, {});
+    run(100ms);
+    EXPECT_EQ(session->inputCount(), 2);
+}
+
 TEST_F(DeviceMessagesTest, APanelReportReconfiguresOnTheSameLink) {
     startMirroring();
     run(1s);
@@ -105,6 +127,40 @@ TEST_F(DeviceMessagesTest, APanelReportWithoutASizeIsOnlyLogged) {
     EXPECT_EQ(logged("panel report: \xEF\xBF\xBDx"), 1);
     EXPECT_EQ(loggedBeginning("panel changed"), 0);
     EXPECT_EQ(machine.encoder.made, 1);
+}
+
+TEST_F(DeviceMessagesTest, APanelReportIsOneLineOfTheLog) {
+    startMirroring();
+    device->send(12, viewOf("1024x50\nlink lost, reconnecting\x1b[2J"));
+    run(1s);
+    EXPECT_EQ(logged("panel report: 1024x50\\x0alink lost, reconnecting\\x1b[2J"), 1);
+    EXPECT_EQ(logged("link lost, reconnecting"), 0);
+}
+
+TEST_F(DeviceMessagesTest, AFloodOfPanelReportsIsOneChangeForTheMainThread) {
+    startMirroring();
+    run(1s);
+    flood({"2048x1536"}, 300);
+    EXPECT_EQ(machine.loop.waiting(), 0U) << "the panel is known";
+    flood({"1024x50", "\xff\xfe", ""}, 100);
+    EXPECT_EQ(machine.loop.waiting(), 0U) << "no panel";
+    flood({"2388x1668", "1668x2388"}, 150);
+    EXPECT_EQ(machine.loop.waiting(), 1U);
+    run(5s);
+    EXPECT_EQ(loggedBeginning("panel report: "), 900);
+    EXPECT_EQ(loggedBeginning("panel changed to "), 300);
+    EXPECT_EQ(loggedBeginning("reconfiguring for "), 1);
+    EXPECT_EQ(machine.encoder.settings.back().width, 1668);
+    EXPECT_TRUE(session->state().isRunning());
+}
+
+TEST_F(DeviceMessagesTest, APanelThatIsBackBeforeItWasFollowedChangesNothing) {
+    startMirroring();
+    run(1s);
+    flood({"2388x1668", "2048x1536"}, 1);
+    run(5s);
+    EXPECT_EQ(loggedBeginning("panel changed to "), 2);
+    EXPECT_EQ(loggedBeginning("reconfiguring for "), 0);
 }
 
 TEST_F(DeviceMessagesTest, AnUprightPanelIsFilledAutomatically) {
