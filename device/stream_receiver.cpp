@@ -65,11 +65,11 @@ void StreamReceiver::takeCursor(const Message& message) {
 void StreamReceiver::takeText(const Message& message) {
     const std::string text = repairedUtf8(message.payload);
     if (message.type() == wire::MessageType::linkName) {
-        say("link \"%s\"", text.c_str());
+        say("link \"%s\"", onOneLine(text).c_str());
         statistics_.linkNamed(text);
         screen_.change([&](ScreenState& state) { state.linkName = text; });
     } else {
-        say("settings \"%s\"", text.c_str());
+        say("settings \"%s\"", onOneLine(text).c_str());
         statistics_.settings(text);
         screen_.change([&](ScreenState& state) { state.settings = parseSettingsLine(text); });
     }

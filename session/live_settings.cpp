@@ -1,4 +1,5 @@
 #include "base/log.hpp"
+#include "base/text.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/session.hpp"
 
@@ -72,7 +73,7 @@ void Session::setMirror(bool mirror) {
 }
 
 void Session::setTarget(std::optional<std::string> udid, std::optional<std::string> host) {
-    Log::write("target set to " + host.value_or(udid.value_or("default")));
+    Log::write("target set to " + onOneLine(host.value_or(udid.value_or("default"))));
     config_.targetUDID = udid;
     config_.targetHost = host;
     if (!transitioning_) {

@@ -1,4 +1,5 @@
 #include "base/log.hpp"
+#include "base/text.hpp"
 #include "session/encoder_plan.hpp"
 #include "session/session.hpp"
 
@@ -64,7 +65,7 @@ Task<> Session::watchForCable(Ticket ticket) {
         const auto udid = co_await work;
         if (!isCurrent(ticket)) co_return;
         if (!udid || transitioning_ || config_.transport != Transport::auto_) continue;
-        Log::write("auto: cable detected for " + *udid + ", switching back to USB");
+        Log::write("auto: cable detected for " + onOneLine(*udid) + ", switching back to USB");
         restart();
         co_return;
     }

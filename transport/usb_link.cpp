@@ -35,7 +35,7 @@ std::optional<std::string> receivedLine(Sockets& sockets, int fd, int timeout) {
 /// The greeting of a fresh connection; the host says nothing before it.
 std::optional<std::string> receivedGreeting(Sockets& sockets, int fd, const char* area) {
     auto greeting = receivedLine(sockets, fd, kGreetingSeconds);
-    if (greeting) std::fprintf(stderr, "[%s] device says: %s\n", area, greeting->c_str());
+    if (greeting) std::fprintf(stderr, "[%s] device says: %s\n", area, onOneLine(*greeting).c_str());
     return greeting;
 }
 

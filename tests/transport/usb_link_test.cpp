@@ -142,6 +142,15 @@ TEST_F(USBLinkTest, OfTwoConnectionsOpenedAtOnceEachHasItsOwnGreeting) {
     EXPECT_EQ(second.value().greeting, "second");
 }
 
+TEST_F(USBLinkTest, AGreetingCannotCommandTheTerminal) {
+    attach("cable", 1);
+    speaker->speech = "Tablet\x1b[2J\r\n";
+    ::testing::internal::CaptureStderr();
+    link.connect("cable", 5555);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "[usb] device says: Tablet\\x1b[2J\\x0d\n");
+    EXPECT_EQ(link.lastGreeting(), "Tablet\x1b[2J\r");
+}
+
 TEST_F(USBLinkTest, SaysWhyThereIsNoConnection) {
     attach("cable", 1, Listener::Answer::refuses);
     const std::string refused = std::to_string(ECONNREFUSED);
