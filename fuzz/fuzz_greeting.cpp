@@ -15,8 +15,8 @@ void parse(const std::string& line) {
     fuzz::require(repairedUtf8(viewOf(line)) == line);
     wire::parseGreeting(line);
     if (const auto size = wire::panelSize(line)) {
-        fuzz::require(size->width > 100 && size->width <= 65535);
-        fuzz::require(size->height > 100 && size->height <= 65535);
+        fuzz::require(size->width > 100 && size->width <= 8192);
+        fuzz::require(size->height > 100 && size->height <= 8192);
     }
 }
 

@@ -86,7 +86,7 @@ namespace {
 
 std::optional<int> panelNumber(std::string_view text) {
     constexpr int64_t kSmallest = 101;
-    constexpr int64_t kLargest = 65535;
+    constexpr int64_t kLargest = 8192;
     const auto number = parseInteger(text);
     if (!number || *number < kSmallest || *number > kLargest) return std::nullopt;
     return static_cast<int>(*number);

@@ -108,7 +108,7 @@ Greeting parseGreeting(std::string_view line);
 
 /// The panel size in pixels in a greeting or a panel report: the first candidate token of the form
 /// width, "x", height with both numbers above 100. Of more than four tokens only the fifth and then
-/// the first are candidates. Numbers that no panel has (above 65535) make a token no candidate.
+/// the first are candidates. Numbers that no display has (above 8192) make a token no candidate.
 std::optional<Size> panelSize(std::optional<std::string_view> text);
 
 /// A touch.

@@ -129,6 +129,14 @@ TEST_F(DeviceMessagesTest, APanelReportWithoutASizeIsOnlyLogged) {
     EXPECT_EQ(machine.encoder.made, 1);
 }
 
+TEST_F(DeviceMessagesTest, APanelThatNoDisplayHasIsNone) {
+    startMirroring();
+    device->send(12, viewOf("16384x16384"));
+    run(3s);
+    EXPECT_EQ(loggedBeginning("panel changed"), 0);
+    EXPECT_EQ(machine.encoder.made, 1);
+}
+
 TEST_F(DeviceMessagesTest, APanelReportIsOneLineOfTheLog) {
     startMirroring();
     device->send(12, viewOf("1024x50\nlink lost, reconnecting\x1b[2J"));
