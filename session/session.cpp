@@ -152,7 +152,7 @@ void Session::finishTransition() {
         return;
     }
     const auto mirror = std::exchange(pendingMirror_, std::nullopt);
-    if (!mirror || *mirror == config_.mirror) return;
+    if (!mirror) return;
     config_.mirror = *mirror;
     Log::write(std::string("running queued switch to ") + modeName(*mirror));
     restart();

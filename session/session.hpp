@@ -197,7 +197,7 @@ class Session : public std::enable_shared_from_this<Session> {
         std::optional<std::string> host;
     };
     std::optional<Target> pendingTarget_;
-    std::optional<bool> pendingMirror_;
+    std::optional<bool> pendingMirror_;  ///< never the mode in force
 
     // collaborators of the whole life
     VirtualDesktop desktop_;
