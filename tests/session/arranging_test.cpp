@@ -383,6 +383,22 @@ TEST_F(ArrangingTest, APanelReportWithoutALinkToReconfigureIsForgottenWithTheLin
     EXPECT_EQ(mode(), (Size{1536, 2048}));
 }
 
+TEST_F(ArrangingTest, AnEncoderThatCannotBeMadeForAPanelEndsTheStreamUntilTheNextOne) {
+    start(extending());
+    machine.encoder.refuses = true;
+    report("2388x1668");
+    ASSERT_TRUE(eventually([&] { return session->state() == Session::State::failed("encoder failed"); }));
+    run(20s);
+    EXPECT_EQ(session->state(), Session::State::failed("encoder failed")) << "no retry";
+    EXPECT_EQ(machine.encoder.living, 0);
+    EXPECT_EQ(machine.screenCapture.streams, 0);
+    machine.encoder.refuses = false;
+    report("2048x1536");
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(machine.encoder.settings.back().width, 2048);
+    EXPECT_EQ(links(), 1U);
+}
+
 TEST_F(ArrangingTest, AStreamThatAReportBroughtBackIsNotEndedByTheRetry) {
     machine.screenCapture.startFailure = "no screen to be had";
     session->start(extending());

@@ -47,11 +47,17 @@ TEST_F(DeviceMessagesTest, AnEchoFromTheFutureIsTrafficButNoSample) {
 
 TEST_F(DeviceMessagesTest, TheNewest240SamplesAreKept) {
     device->acknowledges = false;
+    const Instant began = machine.machine.now();
     startMirroring();
     run(1s);
-    for (int i = 0; i < 300; ++i) device->send(3, {}, 1);
-    run(1s);
+    const Duration clock = machine.machine.now() - began;
+    for (uint64_t i = 0; i < 300; ++i) device->send(3, {}, i * 1000);
+    run(1ms);
     EXPECT_EQ(session->latencySampleCount(), 240U);
+    machine.screenCapture.change();
+    ASSERT_TRUE(eventually([&] { return !stats.empty(); }));
+    // The echoes of 60 to 299 ms are left.
+    EXPECT_NEAR(stats.back().latencyP50.value(), toMilliseconds(clock) - 179, 0.5);
 }
 
 // --- messages

@@ -205,7 +205,7 @@ TEST_F(LinkChoiceTest, OverWiFiAloneNoCableTakesOver) {
     EXPECT_EQ(session->activeTransport(), "Wi-Fi (10.0.0.7)");
 }
 
-TEST_F(LinkChoiceTest, TheCableOfAnotherDeviceTakesOverWhenTheChosenOneIsAbsent) {
+TEST_F(LinkChoiceTest, TheCableOfAnotherDeviceMakesTheSessionChooseAgainWhenTheChosenOneIsAbsent) {
     unplug();
     Session::Config config = choosing(Transport::auto_);
     config.targetUDID = "tablet-9";
@@ -213,6 +213,9 @@ TEST_F(LinkChoiceTest, TheCableOfAnotherDeviceTakesOverWhenTheChosenOneIsAbsent)
     ASSERT_EQ(linkOf(config), "Wi-Fi (192.168.1.31)");
     plug();
     ASSERT_TRUE(eventually([this] { return loggedBeginning("auto: cable detected for tablet-1") > 0; }, 4s));
+    ASSERT_TRUE(eventuallyRunning());
+    EXPECT_EQ(session->activeTransport(), "Wi-Fi (192.168.1.31)")
+        << "the choice still excludes the other cable";
 }
 
 TEST_F(LinkChoiceTest, TheChosenDevicesCableTakesOverAmongSeveral) {

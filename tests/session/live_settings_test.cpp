@@ -130,6 +130,21 @@ TEST_F(LiveSettingsTest, TheScalingInForceBecomesTheUsersChoice) {
     EXPECT_EQ(session->effectiveScaling(), Scaling::fit) << "no longer chosen by the panel's shape";
 }
 
+TEST_F(LiveSettingsTest, TheConfiguredScalingChosenAgainstTheAutomaticOneIsUsedByTheNextStart) {
+    device->greeting = "Tablet 2 Tablet13,8 x 2048x2732\n";
+    start(mirroring());
+    ASSERT_EQ(session->effectiveScaling(), Scaling::fill);
+    session->setScaling(Scaling::fit);
+    run(5s);
+    EXPECT_EQ(links(), 1U);
+    EXPECT_EQ(session->effectiveScaling(), Scaling::fill) << "as the stream and the device have it";
+    session->restart();
+    ASSERT_TRUE(eventuallyRunning());
+    run(100ms);
+    EXPECT_EQ(session->effectiveScaling(), Scaling::fit);
+    EXPECT_EQ(device->ofType(8).back().text(), "Mirror | Smooth Off | Fit");
+}
+
 TEST_F(LiveSettingsTest, AScalingSetWhileStartingTakesPartInTheNextStart) {
     session->start(mirroring());
     session->setScaling(Scaling::fill);
