@@ -14,7 +14,9 @@ dispatch_queue_t makeLabelledQueue(std::string_view suffix, Priority priority);
 /// The time `limit` from now, for the waits of libdispatch.
 dispatch_time_t afterNow(Duration limit);
 
-/// Dispatch queues; concurrent work runs on the global queue of user-initiated work.
+/// Dispatch queues; concurrent work runs on the global queue of user-initiated work. The ends of a queue and
+/// of this object wait as long as the work does, so each call of a system service that may hang has a limit
+/// of its own where it is made.
 class MacThreads : public Threads {
   public:
     MacThreads();

@@ -20,6 +20,8 @@ constexpr int32_t kMicroseconds = 1'000'000;  // a second's
 /// Pictures inside the compression session at once: one is encoded while the next one waits at the hardware.
 /// The capture gives us three buffers, and it needs one to draw into.
 constexpr int kMostInside = 2;
+/// How long the pictures inside may take when the session ends. Each takes milliseconds.
+constexpr Duration kEndLimit = 5s;
 
 /// One parameter set of the stream, without length; empty when there is none.
 ByteView parameterSet(CMFormatDescriptionRef format, size_t index) {
@@ -49,17 +51,20 @@ int64_t presentationTime(CMSampleBufferRef sample) {
 }
 
 /// The queue serialises everything that touches the compression session, so that `encode` never waits for the
-/// hardware and `invalidate` waits for everything. VideoToolbox delivers on a thread of its own.
-class VideoToolboxEncoder : public VideoEncoder {
+/// hardware. VideoToolbox delivers on a thread of its own.
+///
+/// Shared by the encoder and the work on its queue: when the hardware never finishes, the work that waits for
+/// it keeps this alive, and so VideoToolbox's pointer to it good.
+class Compression : public std::enable_shared_from_this<Compression> {
   public:
-    VideoToolboxEncoder(const EncoderSettings& settings, EncoderCallbacks callbacks)
+    Compression(const EncoderSettings& settings, EncoderCallbacks callbacks)
         : settings_(settings),
-          callbacks_(std::move(callbacks)),
-          queue_(makeLabelledQueue(".encoder", Priority::userInteractive)) {
+          queue_(makeLabelledQueue(".encoder", Priority::userInteractive)),
+          callbacks_(std::move(callbacks)) {
         VTCompressionSessionRef session = nullptr;
         const OSStatus status = VTCompressionSessionCreate(
             kCFAllocatorDefault, settings.width, settings.height, kCMVideoCodecType_H264, nullptr, nullptr,
-            nullptr, &VideoToolboxEncoder::output, this, &session);
+            nullptr, &Compression::output, this, &session);
         session_.reset(session);
         if (status != 0 || !session_) {
             throw EncoderFailure(status, "VTCompressionSessionCreate failed: " + std::to_string(status));
@@ -67,41 +72,45 @@ class VideoToolboxEncoder : public VideoEncoder {
         configure();
         VTCompressionSessionPrepareToEncodeFrames(session_.get());
     }
-    ~VideoToolboxEncoder() override { invalidate(); }
-    VideoToolboxEncoder(const VideoToolboxEncoder&) = delete;
-    VideoToolboxEncoder& operator=(const VideoToolboxEncoder&) = delete;
 
-    bool acceptsPicture() const override {
+    bool acceptsPicture() const {
         const MutexLock guard(lock_);
         return !ended_ && !waiting_.picture && inside_ < kMostInside;
     }
 
-    void encode(PicturePtr picture, uint64_t presentationMicroseconds) override {
+    void encode(PicturePtr picture, uint64_t presentationMicroseconds) {
         Submission submission{std::move(picture), static_cast<int64_t>(presentationMicroseconds)};
         {
             const MutexLock guard(lock_);
             if (ended_ || !submission.picture) return;
             std::swap(waiting_, submission);
         }
-        // A replaced picture leaves its turn to this one.
-        if (!submission.picture)
-            dispatch_async(queue_, ^{
-              submit();
-            });
+        if (submission.picture) return;  // a replaced picture leaves its turn to this one
+        const auto self = shared_from_this();
+        dispatch_async(queue_, ^{
+          self->submit();
+        });
     }
 
-    void invalidate() override {
+    /// Encodes what waits and ends the session; no callback runs afterwards. The framework waits for pending
+    /// pictures without a limit, so another thread does, and we wait for that thread.
+    void end() {
         {
             const MutexLock guard(lock_);
-            ended_ = true;
+            if (std::exchange(ended_, true)) return;
         }
-        // What waits stands before this in the queue.
-        dispatch_sync(queue_, ^{
-          if (!session_) return;
-          VTCompressionSessionCompleteFrames(session_.get(), kCMTimeInvalid);
-          VTCompressionSessionInvalidate(session_.get());
-          session_.reset();
+        const auto self = shared_from_this();
+        const dispatch_semaphore_t done = dispatch_semaphore_create(0);
+        dispatch_async(queue_, ^{  // what waits stands before this in the queue
+          VTCompressionSessionCompleteFrames(self->session_.get(), kCMTimeInvalid);
+          VTCompressionSessionInvalidate(self->session_.get());
+          self->session_.reset();
+          dispatch_semaphore_signal(done);
         });
+        dispatch_semaphore_wait(done, afterNow(kEndLimit));
+        EncoderCallbacks unheard;  // goes after the lock
+        const MutexLock one(calling_);
+        std::swap(callbacks_, unheard);
     }
 
   private:
@@ -139,6 +148,7 @@ class VideoToolboxEncoder : public VideoEncoder {
         if (!session_) return;
         {
             const MutexLock one(calling_);
+            if (!callbacks_.ready) return;
             if (!callbacks_.ready()) {
                 callbacks_.pictureWanted();
                 return;
@@ -162,10 +172,10 @@ class VideoToolboxEncoder : public VideoEncoder {
     }
 
     /// VideoToolbox's thread.
-    static void output(void* encoder, void*, OSStatus status, VTEncodeInfoFlags flags,
+    static void output(void* compression, void*, OSStatus status, VTEncodeInfoFlags flags,
                        CMSampleBufferRef sample) {
-        if (encoder == nullptr) return;
-        auto* const self = static_cast<VideoToolboxEncoder*>(encoder);
+        if (compression == nullptr) return;
+        auto* const self = static_cast<Compression*>(compression);
         self->left();
         if (status == 0 && sample != nullptr) self->deliver(sample, flags);
     }
@@ -181,21 +191,39 @@ class VideoToolboxEncoder : public VideoEncoder {
         encoded.data = bytesOf(block, gathered_);
         encoded.presentationMicroseconds = presentationTime(sample);
         const MutexLock one(calling_);
-        callbacks_.onSample(encoded);
+        if (callbacks_.onSample) callbacks_.onSample(encoded);
     }
 
     const EncoderSettings settings_;
-    const EncoderCallbacks callbacks_;
     const dispatch_queue_t queue_;
 
-    Owned<VTCompressionSessionRef> session_;  ///< the queue's; empty after invalidation
+    Owned<VTCompressionSessionRef> session_;  ///< the queue's; empty after the end
     Bytes gathered_;                          ///< VideoToolbox's thread only
 
     Mutex calling_;  ///< one callback at a time: the queue asks, VideoToolbox's thread delivers
+    EncoderCallbacks callbacks_ GUARDED_BY(calling_);  ///< none any more after the end
     mutable Mutex lock_;
     Submission waiting_ GUARDED_BY(lock_);
     int inside_ GUARDED_BY(lock_) = 0;
     bool ended_ GUARDED_BY(lock_) = false;
+};
+
+class VideoToolboxEncoder : public VideoEncoder {
+  public:
+    VideoToolboxEncoder(const EncoderSettings& settings, EncoderCallbacks callbacks)
+        : compression_(std::make_shared<Compression>(settings, std::move(callbacks))) {}
+    ~VideoToolboxEncoder() override { compression_->end(); }
+    VideoToolboxEncoder(const VideoToolboxEncoder&) = delete;
+    VideoToolboxEncoder& operator=(const VideoToolboxEncoder&) = delete;
+
+    bool acceptsPicture() const override { return compression_->acceptsPicture(); }
+    void encode(PicturePtr picture, uint64_t presentationMicroseconds) override {
+        compression_->encode(std::move(picture), presentationMicroseconds);
+    }
+    void invalidate() override { compression_->end(); }
+
+  private:
+    const std::shared_ptr<Compression> compression_;
 };
 
 }  // namespace
