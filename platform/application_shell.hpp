@@ -33,7 +33,8 @@ struct ApplicationCallbacks {
     /// once; the item appears by itself when a place comes later.
     std::function<void()> hasNoStatusArea;
     /// Last of all, once, whatever ends the application: `terminate`, the end of the login session, SIGINT,
-    /// SIGTERM. `run` returns afterwards.
+    /// SIGTERM. `run` returns afterwards, unless the system ends the process itself, as macOS does at the end
+    /// of the login session. So whatever must not stay behind goes in here.
     std::function<void()> willTerminate;
 };
 

@@ -18,6 +18,8 @@
 /// The application's delegate: hands on what happens to it.
 @interface QuillonApplicationDelegate : NSObject <NSApplicationDelegate>
 - (instancetype)initWithCallbacks:(quillon::ApplicationCallbacks)callbacks;
+/// Tells that the application ends, if nobody has told yet.
+- (void)end;
 @end
 
 @implementation QuillonApplicationDelegate {
@@ -42,8 +44,14 @@
     return NO;
 }
 
+// The system ends the process, at the end of the login session for example.
 - (void)applicationWillTerminate:(NSNotification*)notification {
-    if (_callbacks.willTerminate) _callbacks.willTerminate();
+    [self end];
+}
+
+- (void)end {
+    const auto willTerminate = std::exchange(_callbacks.willTerminate, nullptr);
+    if (willTerminate) willTerminate();
 }
 
 @end
@@ -51,6 +59,22 @@
 namespace quillon {
 
 namespace {
+
+/// Ends the innermost loop of events that runs now: an open alert's, otherwise the application's. A loop
+/// looks whether it is to end when it has dispatched an event and at no other time, so it gets one.
+void stopInnermostLoop() {
+    [NSApp stop:nil];
+    NSEvent* const event = [NSEvent otherEventWithType:NSEventTypeApplicationDefined
+                                              location:CGPointMake(0, 0)
+                                         modifierFlags:0
+                                             timestamp:0
+                                          windowNumber:0
+                                               context:nil
+                                               subtype:0
+                                                 data1:0
+                                                 data2:0];
+    if (event != nil) [NSApp postEvent:event atStart:YES];
+}
 
 /// Calls `action` on the main thread when the signal comes, instead of what the signal does.
 dispatch_source_t watchSignal(int signal, dispatch_block_t action) {
@@ -66,8 +90,6 @@ class MacApplicationShell : public ApplicationShell {
   public:
     explicit MacApplicationShell(RunLoop& loop) : loop_(loop), dialogs_(loop) {}
 
-    /// Does not come back: when the application ends, the system tells the delegate and then ends the
-    /// process.
     void run(ApplicationCallbacks callbacks) override {
         NSApplication* const application = NSApplication.sharedApplication;
         delegate_ = [[QuillonApplicationDelegate alloc] initWithCallbacks:std::move(callbacks)];
@@ -81,10 +103,20 @@ class MacApplicationShell : public ApplicationShell {
                          terminate();
                        })};
         [application run];
+        @autoreleasepool {
+            [delegate_ end];
+        }
+        application.delegate = nil;
+        for (const dispatch_source_t& source : endSignals_) dispatch_source_cancel(source);
     }
 
+    /// By `stop:`. The system's own `terminate:` would end the process from inside its loop.
     void terminate() override {
-        loop_.post([] { [NSApp terminate:nil]; });
+        loop_.post([this] {
+            dialogs_.close();
+            [statusItem_.menu cancelTracking];
+            stopLoops();
+        });
     }
 
     std::unique_ptr<StatusItem> makeStatusItem(std::function<void()> onClick) override {
@@ -94,7 +126,7 @@ class MacApplicationShell : public ApplicationShell {
         return remembered(std::make_unique<MacStatusItem>(std::move(menu)));
     }
     std::unique_ptr<Panel> makePanel(PanelCallbacks callbacks) override {
-        return std::make_unique<MacPanel>(std::move(callbacks), [this] { return statusView_; });
+        return std::make_unique<MacPanel>(std::move(callbacks), [this] { return statusItem_.button; });
     }
 
     Dialogs& dialogs() override { return dialogs_; }
@@ -103,37 +135,45 @@ class MacApplicationShell : public ApplicationShell {
     LoginItem& loginItem() override { return loginItem_; }
 
   private:
+    /// The alerts' first: each runs inside of the one before it, and the outermost in the application's.
+    void stopLoops() {
+        const bool isInsideAlert = NSApp.modalWindow != nil;
+        stopInnermostLoop();
+        if (isInsideAlert) loop_.post([this] { stopLoops(); });
+    }
+
     std::unique_ptr<StatusItem> remembered(std::unique_ptr<MacStatusItem> item) {
-        statusView_ = item->view();
+        statusItem_ = item->item();
         return item;
     }
 
     RunLoop& loop_;
     QuillonApplicationDelegate* delegate_ = nil;  ///< the application does not hold it
     std::array<dispatch_source_t, 2> endSignals_{};
-    __weak NSView* statusView_ = nil;  ///< where the panel is shown
+    __weak NSStatusItem* statusItem_ = nil;  ///< where the panel is shown
     MacDialogs dialogs_;
     MacOpener opener_;
     MacWakeLock wakeLock_;
     MacLoginItem loginItem_;
 };
 
-/// Does this application run in another process of the login session?
-bool runsAlready() {
+/// This application in another process of the login session; nil when there is none.
+NSRunningApplication* runningAlready() {
     NSString* const identifier = NSBundle.mainBundle.bundleIdentifier;
-    if (identifier == nil) return false;
+    if (identifier == nil) return nil;
     for (NSRunningApplication* each in
          [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {
-        if (each.processIdentifier != getpid()) return true;
+        if (each.processIdentifier != getpid()) return each;
     }
-    return false;
+    return nil;
 }
 
 }  // namespace
 
 std::unique_ptr<ApplicationShell> makeMacApplicationShell(RunLoop& loop) {
-    if (runsAlready()) {
-        [NSWorkspace.sharedWorkspace openURL:NSBundle.mainBundle.bundleURL];
+    if (NSRunningApplication* const other = runningAlready()) {
+        // Where that one lies, which may be elsewhere than this program.
+        if (NSURL* const place = other.bundleURL) [NSWorkspace.sharedWorkspace openURL:place];
         return nullptr;
     }
     return std::make_unique<MacApplicationShell>(loop);

@@ -20,6 +20,10 @@ class MacDialogs : public Dialogs {
              std::function<void(std::optional<std::string> text)> answer) override;
     void tell(const Message& message) override;
 
+    /// The application ends: an open alert answers nobody, and none opens from now on. Whoever ends the loops
+    /// of events closes it.
+    void close();
+
   private:
     class Alerts;
 

@@ -22,8 +22,7 @@ NSAlert* makeAlert(const std::string& message, const std::string& information) {
 
 }  // namespace
 
-/// The alerts that are open now. Outlives its owner while one of them is: the alert's own loop runs on the
-/// stack above.
+/// The alerts that are open now. Shared with what is posted, which may run when its owner has gone.
 class MacDialogs::Alerts {
   public:
     using Answer = std::function<void(std::optional<std::string>)>;
@@ -52,11 +51,8 @@ class MacDialogs::Alerts {
         message_ = nil;
     }
 
-    /// Closes what is open; nobody is told.
-    void end() {
-        isEnding_ = true;
-        if (question_ != nil || message_ != nil) [NSApp abortModal];
-    }
+    /// What is open answers nobody any more, and nothing opens.
+    void end() { isEnding_ = true; }
 
   private:
     static NSModalResponse show(NSAlert* alert) {
@@ -79,6 +75,10 @@ class MacDialogs::Alerts {
 MacDialogs::MacDialogs(RunLoop& loop) : loop_(loop), alerts_(std::make_shared<Alerts>()) {}
 
 MacDialogs::~MacDialogs() {
+    close();
+}
+
+void MacDialogs::close() {
     alerts_->end();
 }
 

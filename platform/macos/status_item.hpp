@@ -18,7 +18,7 @@ class MacStatusItem : public StatusItem {
 
     void setLook(const StatusItemLook& look) override;
 
-    NSView* view() const { return item_.button; }
+    NSStatusItem* item() const { return item_; }
 
   private:
     NSStatusItem* const item_;

@@ -67,6 +67,7 @@ enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };
 
 @class NSApplication;
 
+@class NSWindow;
 @protocol NSApplicationDelegate <NSObject>
 @optional
 - (void)applicationDidFinishLaunching:(NSNotification*)notification;
@@ -79,13 +80,29 @@ enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };
 @end
 
 @interface NSApplication : NSResponder
+typedef enum : NSUInteger { NSEventTypeApplicationDefined = 15 } NSEventType;
+typedef NSUInteger NSEventModifierFlags;
+
+@interface NSEvent : NSObject
++ (nullable NSEvent*)otherEventWithType:(NSEventType)type
+                               location:(NSPoint)location
+                          modifierFlags:(NSEventModifierFlags)flags
+                              timestamp:(NSTimeInterval)time
+                           windowNumber:(NSInteger)window
+                                context:(nullable NSGraphicsContext*)unused
+                                subtype:(short)subtype
+                                  data1:(NSInteger)first
+                                  data2:(NSInteger)second;
+@end
+
 @property(class, readonly, strong) NSApplication* sharedApplication;
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
+@property(nullable, readonly, strong) NSWindow* modalWindow;
 - (void)activate API_AVAILABLE_MACOS(14.0);
 - (void)run;
-- (void)terminate:(nullable id)sender;
-- (void)abortModal;
+- (void)stop:(nullable id)sender;
+- (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
 @end
 
 extern "C" NSApplication* _Null_unspecified NSApp;
@@ -95,6 +112,7 @@ extern "C" NSApplication* _Null_unspecified NSApp;
 @property(readonly) NSApplicationActivationPolicy activationPolicy;
 @property(readonly) pid_t processIdentifier;
 + (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
+@property(nullable, readonly, copy) NSURL* bundleURL;
 @end
 
 // Any thread.
@@ -252,6 +270,7 @@ typedef enum : NSInteger { NSSegmentDistributionFillEqually = 2 } NSSegmentDistr
 
 extern "C" const CGFloat NSVariableStatusItemLength;
 
+- (void)cancelTracking;
 @interface NSStatusBarButton : NSButton
 @end
 

@@ -26,6 +26,7 @@ typedef NSObject<OS_dispatch_queue_attr>* dispatch_queue_attr_t;
 typedef NSObject<OS_dispatch_semaphore>* dispatch_semaphore_t;
 typedef NSObject<OS_dispatch_group>* dispatch_group_t;
 typedef NSObject<OS_dispatch_source>* dispatch_source_t;
+typedef NSObject<OS_dispatch_object>* dispatch_object_t;
 typedef const struct dispatch_source_type_s* dispatch_source_type_t;
 typedef void (^dispatch_block_t)(void);
 typedef uint64_t dispatch_time_t;
@@ -66,7 +67,8 @@ extern const dispatch_source_type_t DISPATCH_SOURCE_TYPE_SIGNAL;
 dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
                                          dispatch_queue_t _Nullable queue);
 void dispatch_source_set_event_handler(dispatch_source_t source, dispatch_block_t _Nullable handler);
-void dispatch_resume(NSObject<OS_dispatch_object>* object);
+void dispatch_source_cancel(dispatch_source_t source);
+void dispatch_resume(dispatch_object_t object);
 
 }  // extern "C"
 
