@@ -61,33 +61,54 @@ ServiceBrowser::Service describe(NSNetService* service) {
 /// One search: the browser, the services that it found, and who hears of them. Everything on one thread,
 /// while its run loop runs.
 @interface QuillonServiceSearch : NSObject <NSNetServiceBrowserDelegate, NSNetServiceDelegate>
-- (instancetype)initWithCallbacks:(quillon::ServiceBrowser::Callbacks)callbacks;
-- (void)searchForType:(NSString*)type domain:(NSString*)domain;
+@property(nonatomic, readonly) BOOL isSearching;
+- (instancetype)initWithCallbacks:(quillon::ServiceBrowser::Callbacks)callbacks
+                             type:(NSString*)type
+                           domain:(NSString*)domain;
+/// Begins if it has not, and once more after the system refused to.
+- (void)search;
 - (void)resolveName:(NSString*)name within:(NSTimeInterval)limit;
+- (BOOL)knows:(NSString*)name;
 - (void)end;
 @end
 
 @implementation QuillonServiceSearch {
     quillon::ServiceBrowser::Callbacks _callbacks;
+    NSString* _type;
+    NSString* _domain;
+    BOOL _hasToldFailure;
     NSNetServiceBrowser* _browser;
     NSMutableArray<NSNetService*>* _found;  // a service that nobody holds does not resolve
     NSRunLoop* _loop;
 }
 
-- (instancetype)initWithCallbacks:(quillon::ServiceBrowser::Callbacks)callbacks {
+- (instancetype)initWithCallbacks:(quillon::ServiceBrowser::Callbacks)callbacks
+                             type:(NSString*)type
+                           domain:(NSString*)domain {
     if ((self = [super init])) {
         _callbacks = std::move(callbacks);
+        _type = type;
+        _domain = domain;
         _browser = [[NSNetServiceBrowser alloc] init];
         _found = [NSMutableArray new];
         _loop = NSRunLoop.currentRunLoop;
+        _browser.delegate = self;
+        [_browser scheduleInRunLoop:_loop forMode:NSDefaultRunLoopMode];
     }
     return self;
 }
 
-- (void)searchForType:(NSString*)type domain:(NSString*)domain {
-    _browser.delegate = self;
-    [_browser scheduleInRunLoop:_loop forMode:NSDefaultRunLoopMode];
-    [_browser searchForServicesOfType:type inDomain:domain];
+- (void)search {
+    if (_isSearching) return;
+    _isSearching = YES;
+    [_browser searchForServicesOfType:_type inDomain:_domain];
+}
+
+- (BOOL)knows:(NSString*)name {
+    for (NSNetService* service in _found) {
+        if ([service.name isEqualToString:name]) return YES;
+    }
+    return NO;
 }
 
 - (void)resolveName:(NSString*)name within:(NSTimeInterval)limit {
@@ -114,8 +135,9 @@ ServiceBrowser::Service describe(NSNetService* service) {
 - (void)netServiceBrowser:(NSNetServiceBrowser*)browser
            didFindService:(NSNetService*)service
                moreComing:(BOOL)moreComing {
+    const BOOL isKnown = [self knows:service.name];  // on another interface
     [_found addObject:service];
-    _callbacks.onFound(quillon::plainText(service.name));
+    if (!isKnown) _callbacks.onFound(quillon::plainText(service.name));
 }
 
 - (void)netServiceBrowser:(NSNetServiceBrowser*)browser
@@ -126,6 +148,8 @@ ServiceBrowser::Service describe(NSNetService* service) {
 
 - (void)netServiceBrowser:(NSNetServiceBrowser*)browser
              didNotSearch:(NSDictionary<NSString*, NSNumber*>*)error {
+    _isSearching = NO;
+    if (std::exchange(_hasToldFailure, YES)) return;
     _callbacks.onNotSearching(quillon::plainText(error.description));
 }
 
@@ -147,9 +171,9 @@ namespace {
 class MacSearch : public ServiceBrowser::Search {
   public:
     MacSearch(const std::string& type, const std::string& domain, ServiceBrowser::Callbacks callbacks)
-        : search_([[QuillonServiceSearch alloc] initWithCallbacks:std::move(callbacks)]) {
-        [search_ searchForType:systemText(type) domain:systemText(domain)];
-    }
+        : search_([[QuillonServiceSearch alloc] initWithCallbacks:std::move(callbacks)
+                                                             type:systemText(type)
+                                                           domain:systemText(domain)]) {}
     ~MacSearch() override { [search_ end]; }
     MacSearch(const MacSearch&) = delete;
     MacSearch& operator=(const MacSearch&) = delete;
@@ -157,10 +181,11 @@ class MacSearch : public ServiceBrowser::Search {
     void run(Duration slice) override {
         @autoreleasepool {
             NSDate* const end = [NSDate dateWithTimeIntervalSinceNow:toSeconds(slice)];
-            // A run loop without anything to wait for returns at once, after a failed search for example.
-            if (![NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:end]) {
-                [NSThread sleepUntilDate:end];
-            }
+            [search_ search];
+            const BOOL served = [NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:end];
+            // A run loop with nothing to wait for returns at once, and the next attempt comes with the next
+            // slice.
+            if (!served || !search_.isSearching) [NSThread sleepUntilDate:end];
         }
     }
 
