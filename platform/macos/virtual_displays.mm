@@ -1,5 +1,10 @@
 #include "platform/macos/virtual_displays.hpp"
 
+#import <objc/runtime.h>
+
+#include <algorithm>
+#include <cstdlib>
+
 #import "platform/macos/private_virtual_display.h"
 #include "platform/macos/threads.hpp"
 
@@ -13,6 +18,17 @@ constexpr unsigned int kModel = 4096;
 constexpr unsigned int kSerial = 1;
 constexpr CGSize kMillimetres{160.5, 120.4};
 
+/// Do objects of this class answer to all that we may call?
+bool answers(Class type, Protocol* calls) {
+    unsigned int count = 0;
+    objc_method_description* const methods = protocol_copyMethodDescriptionList(calls, YES, YES, &count);
+    const bool all = std::all_of(methods, methods + count, [type](const objc_method_description& each) {
+        return [type instancesRespondToSelector:each.name];
+    });
+    std::free(methods);
+    return all;
+}
+
 /// The system's classes, if it has them and they still answer to what we call.
 struct Classes {
     Class descriptor = NSClassFromString(@"CGVirtualDisplayDescriptor");
@@ -21,11 +37,10 @@ struct Classes {
     Class display = NSClassFromString(@"CGVirtualDisplay");
 
     bool areKnown() const {
-        return [descriptor instancesRespondToSelector:@selector(setQueue:)] &&
-               [settings instancesRespondToSelector:@selector(setModes:)] &&
-               [mode instancesRespondToSelector:@selector(initWithWidth:height:refreshRate:)] &&
-               [display instancesRespondToSelector:@selector(initWithDescriptor:)] &&
-               [display instancesRespondToSelector:@selector(applySettings:)];
+        return answers(descriptor, @protocol(QuillonDisplayDescriptor)) &&
+               answers(settings, @protocol(QuillonDisplaySettings)) &&
+               answers(mode, @protocol(QuillonVirtualMode)) &&
+               answers(display, @protocol(QuillonVirtualDisplay));
     }
 };
 
@@ -73,9 +88,7 @@ class MacVirtualDisplay : public VirtualDisplay {
     MacVirtualDisplay(const MacVirtualDisplay&) = delete;
     MacVirtualDisplay& operator=(const MacVirtualDisplay&) = delete;
 
-    DisplayID id() const override {
-        return [monitor_ respondsToSelector:@selector(displayID)] ? monitor_.displayID : 0;
-    }
+    DisplayID id() const override { return monitor_.displayID; }
 
   private:
     Monitor monitor_;

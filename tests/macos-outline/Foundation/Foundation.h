@@ -27,6 +27,7 @@ typedef CGSize NSSize;
 @class NSError;
 @class NSRunLoop;
 @class NSString;
+@class Protocol;
 
 #pragma clang assume_nonnull begin
 
