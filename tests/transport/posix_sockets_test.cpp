@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
 #include <pthread.h>
-#include <semaphore.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <future>
 #include <thread>
 
@@ -105,7 +106,7 @@ TEST_F(PosixSocketsTest, ClearsTheNonBlockingFlag) {
 TEST_F(PosixSocketsTest, SetsTheSendBuffer) {
     auto [host, device] = test::localPair();
     sockets.setSendBuffer(host.get(), 65536);
-    EXPECT_EQ(optionOf(host.get(), SOL_SOCKET, SO_SNDBUF), 2 * 65536);  // Linux tells the double
+    EXPECT_GE(optionOf(host.get(), SOL_SOCKET, SO_SNDBUF), 65536);  // Linux tells the double
     sockets.setSendBuffer(-1, 65536);
 }
 
@@ -130,10 +131,13 @@ TEST_F(PosixSocketsTest, ShutdownEndsAWaitingReceive) {
 }
 
 TEST_F(PosixSocketsTest, ASignalDoesNotEndAReceive) {
-    static sem_t delivered;
-    ASSERT_EQ(sem_init(&delivered, 0, 0), 0);
+    auto [observer, handler] = test::localPair();
+    static int handlers;
+    handlers = handler.get();
     struct sigaction action {};
-    action.sa_handler = [](int) { sem_post(&delivered); };
+    action.sa_handler = [](int) {
+        if (write(handlers, "!", 1) != 1) abort();
+    };
     struct sigaction previous {};
     ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
 
@@ -142,7 +146,7 @@ TEST_F(PosixSocketsTest, ASignalDoesNotEndAReceive) {
     uint8_t byte = 0;
     std::thread reader([&, fd = host.get()] { count = sockets.receive(fd, {&byte, 1}, Sockets::Fill::any); });
     pthread_kill(reader.native_handle(), SIGUSR1);
-    while (sem_wait(&delivered) != 0) continue;
+    EXPECT_EQ(test::receivedText(observer.get(), 1), "!");
     test::sendText(device.get(), "a");
     reader.join();
     EXPECT_EQ(count, 1);
