@@ -26,7 +26,10 @@
 - (void)stream:(SCStream*)stream
     didOutputSampleBuffer:(CMSampleBufferRef)sampleBuffer
                    ofType:(SCStreamOutputType)type {
-    if (type == SCStreamOutputTypeScreen) _desk->take(sampleBuffer);
+    // The queue's own pool may wait long for an idle moment, and what it holds, holds the frames.
+    @autoreleasepool {
+        if (type == SCStreamOutputTypeScreen) _desk->take(sampleBuffer);
+    }
 }
 
 @end
