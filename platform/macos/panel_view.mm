@@ -235,7 +235,7 @@ PanelContent withoutHeader(PanelContent content) {
 - (NSButton*)pill:(const quillon::PanelPill&)pill of:(const std::string&)row {
     const std::string text = pill.detail.empty() ? pill.label : pill.label + "\n" + pill.detail;
     NSButton* const button = [NSButton buttonWithTitle:systemText(text) target:nil action:nil];
-    button.bezelStyle = pill.detail.empty() ? NSBezelStyleRounded : NSBezelStyleRegularSquare;
+    button.bezelStyle = pill.detail.empty() ? NSBezelStylePush : NSBezelStyleFlexiblePush;
     if (pill.selected) button.bezelColor = NSColor.controlAccentColor;
     button.accessibilityValue = pill.selected ? @1 : @0;
     if (!pill.toolTip.empty()) button.toolTip = systemText(pill.toolTip);

@@ -21,7 +21,8 @@ extern const NSFontWeight NSFontWeightBold;
 }
 
 @interface NSString (Drawing)
-- (void)drawAtPoint:(NSPoint)point withAttributes:(nullable NSDictionary<NSAttributedStringKey, id>*)attributes;
+- (void)drawAtPoint:(NSPoint)point
+     withAttributes:(nullable NSDictionary<NSAttributedStringKey, id>*)attributes;
 @end
 
 @interface NSFont : NSObject
@@ -66,8 +67,8 @@ typedef NSInteger NSModalResponse;
 enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };
 
 @class NSApplication;
-
 @class NSWindow;
+
 @protocol NSApplicationDelegate <NSObject>
 @optional
 - (void)applicationDidFinishLaunching:(NSNotification*)notification;
@@ -79,7 +80,6 @@ enum : NSModalResponse { NSAlertFirstButtonReturn = 1000 };
 @interface NSResponder : NSObject
 @end
 
-@interface NSApplication : NSResponder
 typedef enum : NSUInteger { NSEventTypeApplicationDefined = 15 } NSEventType;
 typedef NSUInteger NSEventModifierFlags;
 
@@ -95,24 +95,25 @@ typedef NSUInteger NSEventModifierFlags;
                                   data2:(NSInteger)second;
 @end
 
-@property(class, readonly, strong) NSApplication* sharedApplication;
+@interface NSApplication : NSResponder
+@property(class, readonly, strong) __kindof NSApplication* sharedApplication;
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
-- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
 @property(nullable, readonly, strong) NSWindow* modalWindow;
+- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
 - (void)activate API_AVAILABLE_MACOS(14.0);
 - (void)run;
 - (void)stop:(nullable id)sender;
 - (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
 @end
 
-extern "C" NSApplication* _Null_unspecified NSApp;
+extern "C" __kindof NSApplication* _Null_unspecified NSApp;
 
 // Any thread.
 @interface NSRunningApplication : NSObject
 @property(readonly) NSApplicationActivationPolicy activationPolicy;
 @property(readonly) pid_t processIdentifier;
-+ (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
 @property(nullable, readonly, copy) NSURL* bundleURL;
++ (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
 @end
 
 // Any thread.
@@ -144,7 +145,10 @@ enum NSRectEdge : NSUInteger { NSRectEdgeMinY = 1 };
 @property(getter=isActive) BOOL active;
 @end
 
-@interface NSLayoutDimension : NSObject
+@interface NSLayoutAnchor : NSObject
+@end
+
+@interface NSLayoutDimension : NSLayoutAnchor
 - (NSLayoutConstraint*)constraintEqualToConstant:(CGFloat)constant;
 - (NSLayoutConstraint*)constraintLessThanOrEqualToConstant:(CGFloat)constant;
 @end
@@ -191,8 +195,8 @@ typedef NSInteger NSControlStateValue;
 extern "C" const NSControlStateValue NSControlStateValueOn;
 extern "C" const NSControlStateValue NSControlStateValueOff;
 typedef enum : NSUInteger {
-    NSBezelStyleRounded = 1,
-    NSBezelStyleRegularSquare = 2,
+    NSBezelStylePush = 1,
+    NSBezelStyleFlexiblePush = 2,
 } NSBezelStyle;
 typedef enum : NSInteger { NSSegmentDistributionFillEqually = 2 } NSSegmentDistribution;
 
@@ -266,11 +270,11 @@ typedef enum : NSInteger { NSSegmentDistributionFillEqually = 2 } NSSegmentDistr
 @property BOOL autoenablesItems;
 - (void)addItem:(NSMenuItem*)item;
 - (void)removeAllItems;
+- (void)cancelTracking;
 @end
 
 extern "C" const CGFloat NSVariableStatusItemLength;
 
-- (void)cancelTracking;
 @interface NSStatusBarButton : NSButton
 @end
 

@@ -5,27 +5,31 @@
 #include <CoreGraphics/CoreGraphics.h>
 #include <sys/types.h>
 
+#pragma clang assume_nonnull begin
+
 typedef const struct __AXUIElement* AXUIElementRef;
 typedef const struct __AXValue* AXValueRef;
-typedef int32_t AXError;
-enum : AXError { kAXErrorSuccess = 0 };
-typedef enum : uint32_t { kAXValueTypeCGPoint = 1, kAXValueTypeCGSize = 2 } AXValueType;
+typedef enum : SInt32 { kAXErrorSuccess = 0 } AXError;
+typedef enum : UInt32 { kAXValueTypeCGPoint = 1, kAXValueTypeCGSize = 2 } AXValueType;
 
 extern "C" {
 
-extern CFStringRef kAXTrustedCheckOptionPrompt;
+extern const CFStringRef kAXTrustedCheckOptionPrompt;
 
 Boolean AXIsProcessTrusted(void);
-Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options);
+Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef _Nullable options);
 
 AXUIElementRef AXUIElementCreateApplication(pid_t process);
 AXUIElementRef AXUIElementCreateSystemWide(void);
 AXError AXUIElementSetMessagingTimeout(AXUIElementRef element, float seconds);
-AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef* value);
+AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attribute,
+                                      CFTypeRef _Nullable* value);
 AXError AXUIElementSetAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef value);
 
 CFTypeID AXValueGetTypeID(void);
-AXValueRef AXValueCreate(AXValueType type, const void* value);
+AXValueRef _Nullable AXValueCreate(AXValueType type, const void* value);
 Boolean AXValueGetValue(AXValueRef value, AXValueType type, void* result);
 
 }  // extern "C"
+
+#pragma clang assume_nonnull end

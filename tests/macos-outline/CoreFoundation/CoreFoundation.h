@@ -16,6 +16,8 @@ typedef FourCharCode OSType;
 typedef SInt32 OSStatus;
 typedef long CFIndex;
 typedef unsigned long CFTypeID;
+typedef unsigned long CFHashCode;
+typedef double Float64;
 typedef double CGFloat;
 
 struct CGPoint {
@@ -34,6 +36,8 @@ typedef struct CGPoint CGPoint;
 typedef struct CGSize CGSize;
 typedef struct CGRect CGRect;
 
+#pragma clang assume_nonnull begin
+
 extern "C" {
 
 typedef const void* CFTypeRef;
@@ -45,7 +49,7 @@ typedef struct __CFRunLoop* CFRunLoopRef;
 typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
 typedef CFStringRef CFRunLoopMode;
 
-extern const CFAllocatorRef kCFAllocatorDefault;
+extern const CFAllocatorRef _Nullable kCFAllocatorDefault;
 extern const CFRunLoopMode kCFRunLoopCommonModes;
 
 CFTypeRef CFRetain(CFTypeRef object);
@@ -55,15 +59,17 @@ CFTypeID CFGetTypeID(CFTypeRef object);
 CFTypeID CFArrayGetTypeID(void);
 CFTypeID CFBooleanGetTypeID(void);
 CFIndex CFArrayGetCount(CFArrayRef array);
-const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+const void* _Nullable CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 
 extern const CFStringRef kCFPreferencesCurrentApplication;
 extern const CFStringRef kCFPreferencesCurrentUser;
 extern const CFStringRef kCFPreferencesAnyHost;
-void CFPreferencesSetMultiple(CFDictionaryRef stored, CFArrayRef removed, CFStringRef application,
-                              CFStringRef user, CFStringRef host);
+void CFPreferencesSetMultiple(CFDictionaryRef _Nullable stored, CFArrayRef _Nullable removed,
+                              CFStringRef application, CFStringRef user, CFStringRef host);
 Boolean CFPreferencesSynchronize(CFStringRef application, CFStringRef user, CFStringRef host);
 
+#pragma clang assume_nonnull end
+// Of its pointers nothing is said.
 typedef struct {
     CFIndex version;
     void* info;
@@ -71,18 +77,21 @@ typedef struct {
     void (*release)(const void* info);
     CFStringRef (*copyDescription)(const void* info);
     Boolean (*equal)(const void* one, const void* other);
-    unsigned long (*hash)(const void* info);
+    CFHashCode (*hash)(const void* info);
     void (*schedule)(void* info, CFRunLoopRef loop, CFRunLoopMode mode);
     void (*cancel)(void* info, CFRunLoopRef loop, CFRunLoopMode mode);
     void (*perform)(void* info);
 } CFRunLoopSourceContext;
+#pragma clang assume_nonnull begin
 
 CFRunLoopRef CFRunLoopGetMain(void);
 void CFRunLoopWakeUp(CFRunLoopRef loop);
-CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
+CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef _Nullable allocator, CFIndex order,
                                          CFRunLoopSourceContext* context);
 void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
 void CFRunLoopSourceSignal(CFRunLoopSourceRef source);
 
 }  // extern "C"
+
+#pragma clang assume_nonnull end

@@ -68,7 +68,7 @@ typedef struct {
 @interface NSString : NSObject <NSCopying>
 @property(readonly) NSUInteger length;
 @property(nullable, readonly) const char* UTF8String;
-+ (instancetype)stringWithUTF8String:(const char*)text;
++ (nullable instancetype)stringWithUTF8String:(const char*)text;
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
                               encoding:(NSUInteger)encoding;
@@ -77,7 +77,10 @@ typedef struct {
 
 enum : NSUInteger { NSUTF8StringEncoding = 4 };
 
-@interface NSNumber : NSObject
+@interface NSValue : NSObject
+@end
+
+@interface NSNumber : NSValue
 @property(readonly) BOOL boolValue;
 @property(readonly) NSInteger integerValue;
 @property(readonly, copy) NSString* stringValue;
@@ -100,7 +103,7 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 @interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
 @property(readonly) NSUInteger count;
 + (instancetype)array;
-+ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nullable])objects count:(NSUInteger)count;
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects count:(NSUInteger)count;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)index;
 @end
 
@@ -137,7 +140,10 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 + (instancetype)localeWithLocaleIdentifier:(NSString*)identifier;
 @end
 
-@interface NSDateFormatter : NSObject
+@interface NSFormatter : NSObject
+@end
+
+@interface NSDateFormatter : NSFormatter
 @property(null_resettable, copy) NSString* dateFormat;
 @property(null_resettable, copy) NSLocale* locale;
 - (NSString*)stringFromDate:(NSDate*)date;
@@ -178,8 +184,8 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 - (void)invalidate;
 @end
 
-extern NSRunLoopMode const NSDefaultRunLoopMode;
-extern NSRunLoopMode const NSRunLoopCommonModes;
+extern "C" NSRunLoopMode const NSDefaultRunLoopMode;
+extern "C" NSRunLoopMode const NSRunLoopCommonModes;
 
 @interface NSRunLoop : NSObject
 @property(class, readonly, strong) NSRunLoop* currentRunLoop;
@@ -210,6 +216,8 @@ extern NSRunLoopMode const NSRunLoopCommonModes;
                moreComing:(BOOL)moreComing;
 @end
 
+// Deprecated for programs that are built for the system of that version only.
+__attribute__((availability(macos, introduced = 10.2, deprecated = 27.0)))
 @interface NSNetService : NSObject
 @property(nullable, assign) id<NSNetServiceDelegate> delegate;
 @property(readonly, copy) NSString* name;
@@ -223,6 +231,7 @@ extern NSRunLoopMode const NSRunLoopCommonModes;
 + (NSDictionary<NSString*, NSData*>*)dictionaryFromTXTRecordData:(NSData*)data;
 @end
 
+__attribute__((availability(macos, introduced = 10.2, deprecated = 27.0)))
 @interface NSNetServiceBrowser : NSObject
 @property(nullable, assign) id<NSNetServiceBrowserDelegate> delegate;
 - (instancetype)init;

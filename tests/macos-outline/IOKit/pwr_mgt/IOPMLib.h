@@ -12,6 +12,7 @@ enum { kIOPMAssertionLevelOn = 255 };
 
 extern "C" {
 
+// None of the three may be null, although the system's header does not say so.
 IOReturn IOPMAssertionCreateWithName(CFStringRef type, IOPMAssertionLevel level, CFStringRef name,
                                      IOPMAssertionID* assertion);
 IOReturn IOPMAssertionRelease(IOPMAssertionID assertion);
