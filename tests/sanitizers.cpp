@@ -3,6 +3,14 @@
 
 extern "C" {
 
+// Without a symbolizer that works they say so in the middle of what a test prints; this one is always there.
+const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+    return "external_symbolizer_path=/usr/bin/addr2line";
+}
+const char* __tsan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+    return "external_symbolizer_path=/usr/bin/addr2line";
+}
+
 /// Fontconfig keeps its configuration for the life of the process.
 const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
     return "leak:libfontconfig.so\n";
