@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
@@ -25,7 +24,9 @@ constexpr auto kCatchUp = 4ms;
 /// A mode change may switch the display off for a moment.
 constexpr auto kMissingLimit = 1s;
 
-PixelRect placeOf(const X11Connection& connection, DisplayID display) {
+/// Where the display is. The server tells from now on what changes, also while this asks.
+PixelRect watchedPlace(const X11Connection& connection, DisplayID display) {
+    watchDisplayChanges(connection);
     const X11Desktop desktop = readDesktop(connection);
     const X11Output* output = desktop.find(display);
     if (output == nullptr) throw CaptureFailure(formatted("display %u is not active any more", display));
@@ -40,19 +41,17 @@ X11CaptureStream::X11CaptureStream(std::unique_ptr<X11Connection> connection, co
       callbacks_(std::move(callbacks)),
       interval_(std::chrono::duration_cast<Clock::duration>(1s) / std::max(request.fps, 1)),
       connection_(std::move(connection)),
-      place_(placeOf(*connection_, request.display)),
+      place_(watchedPlace(*connection_, request.display)),
       grabber_(*connection_, place_),
       ring_(request.output),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     converter_.emplace(PictureLayout::of({place_.width, place_.height}, request_));
     if (request.showsCursor) cursor_.emplace(*connection_);
-    watchDisplayChanges(*connection_);
     thread_ = std::thread([this] { run(); });
 }
 
 X11CaptureStream::~X11CaptureStream() {
     stop();
-    close(wake_);
 }
 
 void X11CaptureStream::stop() {
@@ -67,7 +66,7 @@ void X11CaptureStream::requestPicture() {
 }
 
 void X11CaptureStream::wake() const {
-    eventfd_write(wake_, 1);
+    eventfd_write(wake_.get(), 1);
 }
 
 void X11CaptureStream::run() {
@@ -169,7 +168,7 @@ void X11CaptureStream::deliver(Clock::time_point now) {
 
 void X11CaptureStream::wait(std::optional<Clock::duration> limit) const {
     xcb_flush(connection_->get());
-    pollfd watched[] = {{connection_->descriptor(), POLLIN, 0}, {wake_, POLLIN, 0}};
+    pollfd watched[] = {{connection_->descriptor(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
     timespec time{};
     if (limit) {
         const auto nanoseconds = std::max<int64_t>(std::chrono::nanoseconds(*limit).count(), 0);
@@ -177,7 +176,7 @@ void X11CaptureStream::wait(std::optional<Clock::duration> limit) const {
     }
     ppoll(watched, 2, limit ? &time : nullptr, nullptr);
     eventfd_t ignored = 0;
-    if (watched[1].revents != 0) eventfd_read(wake_, &ignored);
+    if (watched[1].revents != 0) eventfd_read(wake_.get(), &ignored);
 }
 
 }  // namespace quillon

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/capture.hpp"
+#include "platform/linux/descriptor.hpp"
 #include "platform/linux/picture_ring.hpp"
 #include "platform/linux/planar_conversion.hpp"
 #include "platform/linux/x11_cursor_overlay.hpp"
@@ -61,7 +62,7 @@ class X11CaptureStream : public CaptureStream {
     Clock::duration slid_{};                         ///< how far the grid has moved since the screen rested
     std::optional<Clock::time_point> missingSince_;  ///< the display was active then for the last time
 
-    const int wake_;  ///< eventfd
+    const Descriptor wake_;  ///< eventfd
     std::atomic<bool> isStopping_ = false;
     std::atomic<bool> isRequested_ = false;
     std::thread thread_;
