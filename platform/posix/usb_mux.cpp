@@ -1,5 +1,6 @@
 #include "platform/posix/usb_mux.hpp"
 
+#include <fcntl.h>
 #include <usbmuxd.h>
 
 #include <cerrno>
@@ -65,7 +66,10 @@ UsbMux::Attempt LibUsbMux::connect(uint32_t handle, uint16_t port) {
     if (!turn) return {-ETIMEDOUT, ETIMEDOUT};
     errno = 0;
     const int result = usbmuxd_connect(handle, port);
-    return {result, result < 0 ? errno : 0};
+    if (result < 0) return {result, errno};
+    // The library does not: a program that this one starts would hold the device's connection.
+    fcntl(result, F_SETFD, FD_CLOEXEC);
+    return {result, 0};
 }
 
 }  // namespace quillon

@@ -139,6 +139,7 @@ TEST_F(UsbMuxTest, ConnectsToTheApp) {
     const Descriptor device = app.connection();
     EXPECT_EQ(link.lastGreeting(), "Tablet 2 2048x1536");
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC) << "programs that the host starts would inherit it";
 
     test::sendText(fd, "to the device");
     EXPECT_EQ(test::receivedText(device.get(), 13), "to the device");
