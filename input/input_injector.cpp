@@ -1,5 +1,6 @@
 #include "input/input_injector.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 #include "transport/wire_protocol.hpp"
@@ -8,12 +9,20 @@ namespace quillon {
 
 namespace {
 
-/// Beyond this many display sizes or pixels a number from the wire is no touch.
+/// Beyond this many display sizes a number from the wire is no touch.
 constexpr double kFarthestFraction = 100;
-constexpr double kLongestScroll = 1'000'000;
 
-bool isWithin(double value, double limit) {
-    return std::isfinite(value) && std::abs(value) <= limit;
+bool isPlace(double fraction) {
+    return std::isfinite(fraction) && std::abs(fraction) <= kFarthestFraction;
+}
+
+/// The closest place on the display; its middle for what is no number.
+double onDisplay(double fraction) {
+    return std::isnan(fraction) ? 0.5 : std::clamp(fraction, 0.0, 1.0);
+}
+
+bool fitsIn32Bits(double pixels) {
+    return std::isfinite(pixels) && wholePixels(pixels) == std::trunc(pixels);
 }
 
 Pointer::Event eventFor(uint8_t action) {
@@ -38,14 +47,18 @@ void InputInjector::handle(ByteView payload) const {
         scroll(input->dx, input->dy);
         return;
     }
-    const double x = input->x;
-    const double y = input->y;
-    if (!isWithin(x, kFarthestFraction) || !isWithin(y, kFarthestFraction)) return;
+    double x = input->x;
+    double y = input->y;
+    if (!isPlace(x) || !isPlace(y)) {
+        if (input->action != wire::Input::release) return;
+        x = onDisplay(x);
+        y = onDisplay(y);
+    }
     pointer_.post(eventFor(input->action), {bounds_.x + bounds_.width * x, bounds_.y + bounds_.height * y});
 }
 
 void InputInjector::scroll(double dx, double dy) const {
-    if (!isWithin(dx, kLongestScroll) || !isWithin(dy, kLongestScroll)) return;
+    if (!fitsIn32Bits(-dx) || !fitsIn32Bits(-dy)) return;
     pointer_.postScroll(-dy, -dx);
 }
 

@@ -16,10 +16,12 @@ class InputInjector {
     const Rect& bounds() const { return bounds_; }
 
     /// Decodes one input message (layout: transport/wire_protocol.hpp) and posts at most one event.
-    /// Payloads that are too short, and numbers that are not finite or beyond any desktop, are dropped.
+    /// Payloads that are too short, and numbers that are not finite or beyond any desktop, are dropped. A
+    /// release alone is posted all the same, on the display: it ends a press that came before.
     void handle(ByteView payload) const;
 
-    /// Scrolls by so many pixels: positive ones towards the right and the end of the document.
+    /// Scrolls by so many pixels: positive ones towards the right and the end of the document. Numbers that
+    /// do not fit in 32 bits are dropped.
     void scroll(double dx, double dy) const;
 
   private:

@@ -71,15 +71,36 @@ TEST_F(InputInjectorTest, ScrollsAgainstTheSignOfTheWire) {
 
 TEST_F(InputInjectorTest, WhatNoFingerSendsIsDropped) {
     for (const float bad : {kNoNumber, kInfinity, -kInfinity, 3e38F, -1e9F}) {
-        for (const uint8_t action : std::initializer_list<uint8_t>{0, 1, 2, 3, 9}) {
+        for (const uint8_t action : std::initializer_list<uint8_t>{0, 1, 2, 9}) {
             touch(action, bad, 0.5F);
             touch(action, 0.5F, bad);
         }
+    }
+    for (const float bad : {kNoNumber, kInfinity, -kInfinity, 3e38F, -3e9F}) {
         scroll(bad, 1);
         scroll(1, bad);
     }
     EXPECT_THAT(pointer.posted, IsEmpty());
     EXPECT_THAT(pointer.scrolled, IsEmpty());
+}
+
+TEST_F(InputInjectorTest, AReleaseEndsThePressWhereverItIs) {
+    touch(3, kNoNumber, 0.25F);
+    touch(3, kInfinity, -3e38F);
+    touch(3, -1e9F, kNoNumber);
+    constexpr auto kRelease = Pointer::Event::release;
+    EXPECT_THAT(pointer.posted, ElementsAre(SimulatedPointer::Posted{kRelease, {2560, 200}},
+                                            SimulatedPointer::Posted{kRelease, {3200, 0}},
+                                            SimulatedPointer::Posted{kRelease, {1920, 400}}));
+}
+
+TEST_F(InputInjectorTest, ScrollsAsFarAs32BitsReach) {
+    constexpr float kSmallest = -2147483648.0F, kLargest = 2147483520.0F;  // that a float and 32 bits hold
+    scroll(kLargest, -kSmallest);
+    EXPECT_THAT(pointer.scrolled,
+                ElementsAre(SimulatedPointer::Scrolled{std::numeric_limits<int32_t>::min(), -2147483520}));
+    scroll(0, kSmallest);
+    EXPECT_EQ(pointer.scrolled.size(), 1u) << "turned round it is one too many";
 }
 
 TEST_F(InputInjectorTest, NumbersThatAnActionDoesNotUseAreNotLookedAt) {
