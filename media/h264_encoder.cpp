@@ -49,7 +49,7 @@ void H264Encoder::invalidate() {
 }
 
 void H264Encoder::take(const EncodedSample& sample) {
-    if (sample.status != 0 || sample.dropped || sample.data.empty()) return;
+    if (sample.status != 0 || sample.dropped) return;
     if (!sample.sps.empty() && !sample.pps.empty()) {
         config_.clear();
         appendParameterSet(config_, sample.sps);
@@ -59,6 +59,7 @@ void H264Encoder::take(const EncodedSample& sample) {
             if (onConfig) onConfig(*lastConfig_);
         }
     }
+    if (sample.data.empty()) return;
     const int64_t time = std::max<int64_t>(0, sample.presentationMicroseconds);
     if (onFrame) onFrame(sample.data, static_cast<uint64_t>(time));
 }

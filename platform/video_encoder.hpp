@@ -67,7 +67,8 @@ class VideoEncoder {
     /// Any thread. A BGRA picture of another size is scaled to the encoder's; one of planes has that size.
     virtual void encode(PicturePtr picture, uint64_t presentationMicroseconds) = 0;
 
-    /// Encodes what waits, then ends; after it returns no callback runs. Not from a callback.
+    /// Encodes what waits, then ends; after it returns no callback runs, and pictures are let go. Not from a
+    /// callback.
     virtual void invalidate() = 0;
 };
 
