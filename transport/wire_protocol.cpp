@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cassert>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -21,8 +21,9 @@ Header loadHeader(const uint8_t* bytes) {
 }
 
 void encodeMessage(Bytes& buffer, MessageType type, uint64_t pts, ByteView payload) {
-    assert(payload.size() <= std::numeric_limits<uint32_t>::max());
+    if (payload.size() > std::numeric_limits<uint32_t>::max()) std::abort();
     buffer.clear();
+    buffer.reserve(kHeaderSize + payload.size());
     buffer.resize(kHeaderSize);
     storeHeader(buffer.data(), {static_cast<uint8_t>(type), static_cast<uint32_t>(payload.size()), pts});
     buffer.insert(buffer.end(), payload.begin(), payload.end());
@@ -30,7 +31,6 @@ void encodeMessage(Bytes& buffer, MessageType type, uint64_t pts, ByteView paylo
 
 Bytes encodedMessage(MessageType type, uint64_t pts, ByteView payload) {
     Bytes buffer;
-    buffer.reserve(kHeaderSize + payload.size());
     encodeMessage(buffer, type, pts, payload);
     return buffer;
 }

@@ -53,8 +53,8 @@ void storeHeader(uint8_t* at, const Header& header);
 /// `bytes` holds at least kHeaderSize bytes.
 Header loadHeader(const uint8_t* bytes);
 
-/// Appends header and payload to `buffer`, which is cleared first and keeps its capacity. The payload
-/// is at most 4294967295 bytes.
+/// Puts header and payload into `buffer`, in place of what it held; its memory is used again. A payload of
+/// more than 4294967295 bytes is a broken invariant and stops the process.
 void encodeMessage(Bytes& buffer, MessageType type, uint64_t pts, ByteView payload);
 Bytes encodedMessage(MessageType type, uint64_t pts, ByteView payload);
 

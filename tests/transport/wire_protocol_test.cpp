@@ -1,8 +1,10 @@
 #include "transport/wire_protocol.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cmath>
+#include <csignal>
 #include <limits>
 
 #include "tests/transport/doubles.hpp"
@@ -94,6 +96,25 @@ TEST(WireMessageTest, ABufferIsReusedWithoutItsOldContent) {
 
 TEST(WireMessageTest, AFreshBufferIsExactlyAsLargeAsTheMessage) {
     EXPECT_EQ(encodedMessage(MessageType::videoFrame, 0, Bytes(5000)).capacity(), 5013u);
+}
+
+TEST(WireMessageTest, ASmallBufferGrowsToExactlyTheMessage) {
+    Bytes buffer(1);
+    encodeMessage(buffer, MessageType::videoFrame, 0, Bytes(5000));
+    EXPECT_EQ(buffer.capacity(), 5013u);
+}
+
+TEST(WireMessageDeathTest, APayloadBeyond32BitsIsABrokenInvariant) {
+    // Address space alone: nobody may touch it.
+    constexpr size_t kTooMuch = size_t{1} << 32;
+    void* const memory =
+        mmap(nullptr, kTooMuch, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    const ByteView payload(static_cast<const uint8_t*>(memory), kTooMuch);
+    Bytes buffer;
+    EXPECT_EXIT(encodeMessage(buffer, MessageType::videoFrame, 0, payload), testing::KilledBySignal(SIGABRT),
+                "^$");
+    munmap(memory, kTooMuch);
 }
 
 TEST(WireSmoothingTest, IsClampedToAByte) {
