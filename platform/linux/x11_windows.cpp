@@ -14,6 +14,8 @@ namespace {
 /// More atoms than any window lists as its types or states.
 constexpr uint32_t kMostAtoms = 64;
 constexpr uint32_t kMostClients = 16384;
+/// Pixels of a frame at one side of its window: coordinates on a screen have 16 bits.
+constexpr uint32_t kWidestFrame = 0x7FFF;
 
 /// The atoms of EWMH on one server, at the price of one round trip.
 class Ewmh {
@@ -158,12 +160,15 @@ bool isOrdinary(const xcb_ewmh_connection_t& atoms, const Answers& window) {
            isOfAnApplication(atoms, valuesOf(window.types)) && !isFurniture(atoms, window);
 }
 
-/// The whole window on the root window: with the manager's frame, or its own border.
+/// The whole window on the root window: with the manager's frame, or its own border. Any program may write a
+/// frame's extents, and no frame is wider than a screen can be.
 PixelRect frameOf(const Answers& window) {
     const int border = window.geometry->border_width;
     std::array<int, 4> sides{border, border, border, border};  // left, right, top, bottom
     const auto extents = valuesOf(window.frame);
-    if (extents.size() == sides.size()) std::ranges::copy(extents, sides.begin());
+    const bool isFrame = extents.size() == sides.size() &&
+                         std::ranges::all_of(extents, [](uint32_t side) { return side <= kWidestFrame; });
+    if (isFrame) std::ranges::copy(extents, sides.begin());
     const auto [left, right, top, bottom] = sides;
     return {window.place->dst_x - left, window.place->dst_y - top, window.geometry->width + left + right,
             window.geometry->height + top + bottom};

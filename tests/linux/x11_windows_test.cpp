@@ -202,6 +202,20 @@ TEST_F(X11BareWindowsTest, TopLevelWindowsAreListedAndMoved) {
     EXPECT_FALSE(windows_.move(window, {1, 1}));
 }
 
+TEST_F(X11BareWindowsTest, FramesThatNoScreenHasRoomForAreNotBelieved) {
+    const xcb_window_t framed = clients_->open(kPlace, {.frameExtents = {1, 2, 30, 4}});
+    EXPECT_EQ(listedFrame(framed), (Rect{299, 170, 203, 134}));
+    constexpr uint32_t kLargest = 0xFFFFFFFF, kLargestSigned = 0x7FFFFFFF;
+    for (const std::vector<uint32_t>& absurd :
+         {std::vector<uint32_t>{0, kLargestSigned, 0, kLargestSigned},
+          std::vector<uint32_t>{kLargestSigned, 0, kLargestSigned + 1, 0},
+          std::vector<uint32_t>{0, 0, 0, kLargest}, std::vector<uint32_t>{0, 0x8000, 0, 0},
+          std::vector<uint32_t>{1, 2, 30}}) {
+        const xcb_window_t window = clients_->open(kPlace, {.frameExtents = absurd});
+        EXPECT_EQ(listedFrame(window), asRect(kPlace)) << absurd[1];
+    }
+}
+
 TEST_F(X11BareWindowsTest, WindowsOnNoDisplayAreRescued) {
     X11Displays displays;
     GrantedPermissions permissions;

@@ -88,6 +88,7 @@ xcb_window_t TestWindows::open(const PixelRect& place, const Kind& kind) {
     for (const std::string& state : kind.states) states.push_back(atom("_NET_WM_STATE_" + state));
     if (!states.empty()) set("_NET_WM_STATE", XCB_ATOM_ATOM, states);
     if (kind.workspace) set("_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, {*kind.workspace});
+    if (!kind.frameExtents.empty()) set("_NET_FRAME_EXTENTS", XCB_ATOM_CARDINAL, kind.frameExtents);
     if (kind.mapped) {
         xcb_map_window(connection_, window);
         xcb_flush(connection_);

@@ -23,6 +23,7 @@ class TestWindows {
         bool overrideRedirect = false;
         std::optional<uint32_t> workspace;  ///< from 0
         bool mapped = true;
+        std::vector<uint32_t> frameExtents;  ///< as the program itself claims: left, right, top, bottom
     };
 
     TestWindows();
