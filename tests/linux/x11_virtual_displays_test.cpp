@@ -266,6 +266,22 @@ TEST_F(X11VirtualDisplaysTest, ALeftoverGoesWhenItIsAskedFor) {
     virtualDisplays_.removeLeftovers();
 }
 
+TEST_F(X11VirtualDisplaysTest, ALeftoverIsKnownByItsNumbersWhateverItsName) {
+    VirtualDisplayRequest renamed = request();
+    renamed.name = "Other";
+    HeldDisplay other(renamed);
+    ASSERT_TRUE(other.isHeld());
+    other.killGuardian();
+    other.kill();
+    ASSERT_TRUE(becomes(2));
+    const DisplayID leftover = displays_.active()[1];
+    const auto edid = edidOf(painter_->connection(), leftover);
+    EXPECT_NE(std::string(edid.begin(), edid.end()).find("Other\n"), std::string::npos);
+    EXPECT_EQ(displays_.identity(leftover), kOwn);
+    virtualDisplays_.removeLeftovers();
+    EXPECT_THAT(displays_.active(), SizeIs(1));
+}
+
 TEST_F(X11VirtualDisplaysTest, ALeftoverMakesRoomForTheNextDisplay) {
     HeldDisplay other(request(kTablets));
     ASSERT_TRUE(other.isHeld());

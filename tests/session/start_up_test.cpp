@@ -213,14 +213,21 @@ TEST_F(SessionTest, WithoutVirtualDisplaysItSaysSoAndTriesAgain) {
     Session::Config config = mirroring();
     config.mirror = false;
     session->start(config);
+    const int& attempts = machine.virtualScreens.attempts;
+    ASSERT_TRUE(eventually([&] { return attempts == 1; }));
+    const Instant begin = machine.machine.now();
+    const auto elapsed = [&] { return machine.machine.now() - begin; };
     ASSERT_TRUE(eventually([&] { return session->state().kind == Session::State::Kind::failed; }));
+    EXPECT_EQ(elapsed(), 8 * 900ms) << "each attempt is followed by a rest";
+    EXPECT_EQ(attempts, 8);
     EXPECT_EQ(session->state(), Session::State::failed("CGVirtualDisplay unavailable"));
     EXPECT_EQ(logged("virtual display create attempt 1 failed"), 1);
     EXPECT_EQ(logged("virtual display create attempt 8 failed"), 1);
     EXPECT_EQ(loggedBeginning("virtual display create attempt"), 8);
     EXPECT_EQ(logged("CGVirtualDisplay unavailable, retrying shortly"), 1);
-    run(5100ms);
-    EXPECT_GT(machine.virtualScreens.attempts, 8) << "the whole start is tried again after 5 s";
+    ASSERT_TRUE(eventually([&] { return attempts == 9; })) << "the whole start is tried again";
+    EXPECT_GE(elapsed(), 8 * 900ms + 5s);
+    EXPECT_LT(elapsed(), 8 * 900ms + 5500ms);
 }
 
 TEST_F(SessionTest, ALeftoverDisplayIsAdopted) {
