@@ -7,8 +7,8 @@
 #include <string>
 #include <thread>
 
+#include "base/descriptor.hpp"
 #include "platform/capture.hpp"
-#include "platform/linux/descriptor.hpp"
 #include "platform/linux/picture_ring.hpp"
 #include "platform/linux/planar_conversion.hpp"
 #include "platform/linux/x11_cursor_overlay.hpp"
