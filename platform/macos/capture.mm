@@ -100,6 +100,21 @@ SCStreamConfiguration* configurationFor(const CaptureRequest& request) {
     return configuration;
 }
 
+/// While it lives the system slows neither our timers nor our threads, as it does to programs without a
+/// visible window. It may still go to sleep when it idles.
+class AwakeProgram {
+  public:
+    AwakeProgram() = default;
+    ~AwakeProgram() { [NSProcessInfo.processInfo endActivity:activity_]; }
+    AwakeProgram(const AwakeProgram&) = delete;
+    AwakeProgram& operator=(const AwakeProgram&) = delete;
+
+  private:
+    const id<NSObject> activity_ = [NSProcessInfo.processInfo
+        beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep | NSActivityLatencyCritical
+                          reason:@"Streaming the screen"];
+};
+
 class MacCaptureStream : public CaptureStream {
   public:
     MacCaptureStream(SCStream* stream, QuillonStreamOutput* output, dispatch_queue_t queue,
@@ -133,6 +148,7 @@ class MacCaptureStream : public CaptureStream {
     [[maybe_unused]] QuillonStreamOutput* const output_;  ///< kept: the stream may not hold it
     const dispatch_queue_t queue_;
     const std::shared_ptr<FrameDesk> desk_;
+    const AwakeProgram awake_;
 };
 
 }  // namespace

@@ -169,6 +169,19 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 - (void)removePersistentDomainForName:(NSString*)name;
 @end
 
+typedef uint64_t NSActivityOptions;
+enum : NSActivityOptions {
+    NSActivityUserInitiatedAllowingIdleSystemSleep = 0x00EFFFFFULL,
+    NSActivityLatencyCritical = 0xFF00000000ULL,
+};
+
+// Any thread.
+@interface NSProcessInfo : NSObject
+@property(class, readonly, strong) NSProcessInfo* processInfo;
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options reason:(NSString*)reason;
+- (void)endActivity:(id<NSObject>)activity;
+@end
+
 @interface NSNotification : NSObject
 @end
 
