@@ -1,8 +1,6 @@
 // A finger on the reference device, through the wire to the pointer of a real X server: it lands where it
 // touched the picture, wherever the display lies and however the picture is fitted to the panel.
 
-#include <algorithm>
-#include <cmath>
 #include <set>
 
 #include "device/device.hpp"
@@ -12,6 +10,7 @@
 #include "tests/device/scripted_host.hpp"
 #include "tests/linux/x11_fixture.hpp"
 #include "tests/support/desktop_windows.hpp"
+#include "tests/support/touched_places.hpp"
 #include "transport/wire_protocol.hpp"
 
 namespace quillon::testing {
@@ -20,30 +19,6 @@ namespace {
 using device::Device;
 using device::ScriptedHost;
 using wire::MessageType;
-
-/// Where the picture shows the display, on one axis of the panel: panel = start + display * scale.
-struct Axis {
-    double start = 0;
-    double scale = 1;
-};
-
-/// As a user sees it: whole and centred with bars, cropped and centred, or distorted.
-std::pair<Axis, Axis> shownOn(Size panel, Size display, Scaling scaling) {
-    const double across = 1.0 * panel.width / display.width;
-    const double down = 1.0 * panel.height / display.height;
-    if (scaling == Scaling::stretch) return {{0, across}, {0, down}};
-    const double scale = scaling == Scaling::fit ? std::min(across, down) : std::max(across, down);
-    return {{(panel.width - display.width * scale) / 2, scale},
-            {(panel.height - display.height * scale) / 2, scale}};
-}
-
-/// Five pixels of a panel's axis, all on the display: its first and last ones, and three between.
-std::vector<int> touchedPixels(const Axis& axis, int panel, int display) {
-    const int first = static_cast<int>(std::ceil(std::max(0.0, axis.start)));
-    const int last =
-        static_cast<int>(std::floor(std::min<double>(panel, axis.start + display * axis.scale))) - 1;
-    return {first, first + (last - first) / 4, (first + last) / 2, first + (last - first) * 3 / 4, last};
-}
 
 class TouchTest : public X11Test {
   protected:

@@ -86,7 +86,7 @@ ChildProcess& Desk::startApplication() {
     std::filesystem::create_directories(path("Quillon.app"));
     std::error_code exists;
     std::filesystem::create_symlink(QUILLON_HOST, path("Quillon.app/QuillonHost"), exists);
-    environment["USBMUXD_SOCKET_ADDRESS"] = "UNIX:" + path("no-mux").string();
+    environment["USBMUXD_SOCKET_ADDRESS"] = "UNIX:" + path("mux").string();
     probe_ = std::make_unique<ChildProcess>(applicationCommand(), environment);
     return *probe_;
 }

@@ -29,7 +29,7 @@ class Desk : public ::testing::Test {
 
     /// The small application that says what it is told. Its environment can be changed before.
     ChildProcess& startProbe(const std::vector<std::string>& words);
-    /// The application itself, as if from its bundle; no device is in reach.
+    /// The application itself, as if from its bundle; no device is in reach but one behind path("mux").
     ChildProcess& startApplication();
     std::vector<std::string> applicationCommand() const { return {path("Quillon.app/QuillonHost")}; }
     ChildProcess::Environment environment;
