@@ -8,6 +8,7 @@ from report import at_most
 from running import NotMeasured, Program, Screen
 
 TOUCH_TARGET_MS, PANEL_TARGET_MS = 2, 1200
+SETTLING_MS = 600  # that a desktop gets when its size changes
 SIZE = (1920, 1080)
 TOUCHES = 400
 
@@ -41,8 +42,10 @@ def measure(bench, report):
     with Screen(*SIZE, bench.folder) as screen:
         measured = samples(bench, screen)
     report.raw["extending"] = measured
+    if min(measured["panel"]) < SETTLING_MS:
+        raise NotMeasured("the desktop did not change with the panel")
     report.add(
         at_most("touch", "from the device's sending to the pointer's event, p50", statistics.median(measured["touch"]),
                 TOUCH_TARGET_MS, "ms", f"{len(measured['touch'])} touches"),
         at_most("panel change", "from the report to the first new picture, decoded, slowest", max(measured["panel"]),
-                PANEL_TARGET_MS, "ms", "600 ms of it are the desktop's time to settle"))
+                PANEL_TARGET_MS, "ms", f"{SETTLING_MS} ms of it are the desktop's time to settle"))

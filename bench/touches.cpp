@@ -22,7 +22,8 @@ using namespace quillon::device;
 using namespace std::chrono_literals;
 
 constexpr Size kPanel{2048, 1536};
-constexpr std::array<Size, 4> kPanels{{{1668, 2388}, {2048, 1536}, {2388, 1668}, {2048, 1536}}};
+/// The best desktop for each is another than for the one before, so that the desktop changes with the panel.
+constexpr std::array<Size, 4> kPanels{{{2732, 2048}, {2048, 2732}, {2732, 2048}, {2048, 1536}}};
 constexpr auto kPatience = 20s;
 
 double milliseconds(Clock::duration time) {
