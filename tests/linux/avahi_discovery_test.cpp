@@ -115,6 +115,30 @@ TEST_F(AvahiDiscoveryTest, AllAddressesAreKnownAndTheBestIsChosen) {
     EXPECT_THAT(log, HasSubstr("port=5555 addrs=3\n"));
 }
 
+TEST_F(AvahiDiscoveryTest, AddressesOfBothFamiliesAreTold) {
+    start();
+    announce({at("tablet", {"fd00::30", "192.168.1.30"}), at("new", {"fd00::31"})});
+    const auto found = logging([&] { return discovery.discoverAll(6s); });
+    EXPECT_THAT(found, ElementsAre(Endpoint{"192.168.1.30", 5555, "tablet", std::nullopt}));
+    EXPECT_THAT(log, HasSubstr("discover: resolved tablet port=5555 addrs=2\n"));
+    EXPECT_THAT(log, HasSubstr("[Quillon]    addr family=2 192.168.1.30\n"));
+    EXPECT_THAT(log, HasSubstr("[Quillon]    addr family=10 fd00::30\n"));
+    EXPECT_THAT(
+        log, HasSubstr("discover: resolved new port=5555 addrs=1\n[Quillon]    addr family=10 fd00::31\n"));
+}
+
+TEST_F(AvahiDiscoveryTest, AHostWhoseAddressComesLateIsFound) {
+    start();
+    announce({{"tablet", 5555, "late.local", {}, {}}});
+    std::thread later([this] {
+        std::this_thread::sleep_for(2s);  // the daemon has told by then that it knows none
+        announce({{"other", 5556, "late.local", {"192.168.1.30"}, {}}});
+    });
+    const auto found = logging([&] { return discovery.discoverAll(6s); });
+    later.join();
+    EXPECT_THAT(found, ::testing::Contains(Endpoint{"192.168.1.30", 5555, "tablet", std::nullopt}));
+}
+
 TEST_F(AvahiDiscoveryTest, WithoutANetworkInCommonAnAddressThatIsNotLinkLocalIsChosen) {
     start();
     machine.interfaces = {"10.0.0.5"};
@@ -132,7 +156,7 @@ TEST_F(AvahiDiscoveryTest, AServiceWithoutAnAddressOrAPortIsLeftOut) {
     start();
     announce({{"nowhere", 5555, "nowhere.local", {}, {}},
               {"portless", 0, "portless.local", {"192.168.1.30"}, {}}});
-    EXPECT_THAT(logging([&] { return discovery.discoverAll(5s); }), IsEmpty());
+    EXPECT_THAT(logging([&] { return discovery.discoverAll(6s); }), IsEmpty());
     EXPECT_THAT(log, HasSubstr("discover: resolved portless port=0 addrs=1\n"));
     EXPECT_THAT(log, HasSubstr("discover: resolved nowhere port=5555 addrs=0\n"));
 }
@@ -258,6 +282,20 @@ TEST_F(AvahiDiscoveryTest, AFloodOfServicesIsBounded) {
     EXPECT_FALSE(found.empty()) << log.substr(0, 1000) << "...\n" << log.substr(log.size() - 1000);
     EXPECT_LE(found.size(), 256u);
     EXPECT_LE(logged("didFind"), 256);
+}
+
+TEST_F(AvahiDiscoveryTest, AFloodOfServicesHidesNoDevice) {
+    start();
+    announce({at("before", {"192.168.1.30"})});
+    std::vector<ServiceDescription> flood;
+    for (int i = 0; i < 200; ++i)
+        flood.push_back({"flood " + std::to_string(i), 5555, "nowhere.local", {}, {}});
+    announce(flood);
+    announce({at("after", {"192.168.1.31"})});
+    const auto found = logging([&] { return discovery.discoverAll(4s); });
+    EXPECT_THAT(found,
+                ::testing::UnorderedElementsAre(Endpoint{"192.168.1.30", 5555, "before", std::nullopt},
+                                                Endpoint{"192.168.1.31", 5555, "after", std::nullopt}));
 }
 
 TEST_F(AvahiDiscoveryTest, SearchesRunSideBySide) {

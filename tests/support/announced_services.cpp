@@ -43,7 +43,7 @@ class Announcement : public AnnouncedServices {
         const char* const host = service.host.empty() ? nullptr : service.host.c_str();
         for (const std::string& text : service.addresses) {
             AvahiAddress address;
-            avahi_address_parse(text.c_str(), AVAHI_PROTO_INET, &address);
+            avahi_address_parse(text.c_str(), AVAHI_PROTO_UNSPEC, &address);
             if (avahi_entry_group_add_address(group_, AVAHI_IF_UNSPEC, AVAHI_PROTO_INET,
                                               AVAHI_PUBLISH_NO_REVERSE, host, &address) != AVAHI_OK)
                 return false;

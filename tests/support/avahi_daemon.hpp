@@ -55,7 +55,7 @@ struct ServiceDescription {
     std::string name;
     uint16_t port = 5555;
     std::string host;                    ///< empty: the daemon's own
-    std::vector<std::string> addresses;  ///< of `host`, IPv4
+    std::vector<std::string> addresses;  ///< of `host`
     std::vector<std::string> txt;        ///< "key=value", any bytes, in the order of the record
 };
 

@@ -2,6 +2,7 @@
 
 #include <avahi-common/error.h>
 
+#include <algorithm>
 #include <deque>
 #include <list>
 #include <map>
@@ -19,6 +20,10 @@ namespace {
 constexpr Clock::duration kReconnect = std::chrono::milliseconds(500);
 /// Services of one search: more than any home has, and a bound on what a flood of them costs.
 constexpr size_t kMostServices = 256;
+/// So many are resolved side by side. One that has got no answer for a while makes room for the next, and is
+/// still waited for: services that never answer do not hold up those that do.
+constexpr ptrdiff_t kAtOnce = 16;
+constexpr Clock::duration kAWhile = std::chrono::milliseconds(100);
 
 /// What the daemon reports is only noted in its callbacks; `run` acts on
 /// it, so that the browser's user may do anything in a callback.
@@ -34,10 +39,19 @@ class AvahiSearch : public ServiceBrowser::Search {
     void resolve(const std::string& name, Duration limit) override;
 
   private:
+    struct Waiting {
+        std::string name;
+        Clock::time_point deadline;
+    };
+
     void connect(Clock::time_point now);
     void disconnect(int error, Clock::time_point now);
     bool deliver(Clock::time_point now);
-    Clock::time_point nextDue() const;
+    Clock::time_point nextDue(Clock::time_point now) const;
+    static bool isFresh(const Resolution& resolution, Clock::time_point now) {
+        return now < resolution.begun() + kAWhile;
+    }
+    bool beginResolution(Clock::time_point now);
     void onService(AvahiBrowserEvent event, const char* name);
     static void onBrowser(AvahiServiceBrowser*, AvahiIfIndex, AvahiProtocol, AvahiBrowserEvent event,
                           const char* name, const char* type, const char* domain, AvahiLookupResultFlags,
@@ -51,6 +65,8 @@ class AvahiSearch : public ServiceBrowser::Search {
     Poll poll_;
     Client client_;
     Browser browser_;
+    std::deque<Waiting> waiting_;  ///< to be resolved, in the order of the requests
+    bool isNewestNext_ = false;
     std::list<Resolution> resolutions_;
 
     Clock::time_point reconnect_{};
@@ -66,17 +82,36 @@ void AvahiSearch::run(Duration slice) {
     for (auto now = Clock::now();; now = Clock::now()) {
         if (failure_ != 0) disconnect(std::exchange(failure_, 0), now);
         if (!client_ && now >= reconnect_) connect(now);
-        if (deliver(now) || now >= end) return;
-        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(std::min(end, nextDue()) - now);
+        const bool delivered = deliver(now);
+        const bool begun = beginResolution(now);
+        if (delivered || now >= end) return;
+        const auto next = begun ? now : std::min(end, nextDue(now));
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - now);
         avahi_simple_poll_iterate(poll_.get(), static_cast<int>(std::max<int64_t>(0, wait.count())));
     }
 }
 
 /// The moment at which something happens without the daemon's doing.
-Clock::time_point AvahiSearch::nextDue() const {
+Clock::time_point AvahiSearch::nextDue(Clock::time_point now) const {
     auto due = client_ ? Clock::time_point::max() : reconnect_;
-    for (const Resolution& each : resolutions_) due = std::min(due, each.due());
+    for (const Resolution& each : resolutions_) {
+        due = std::min(due, each.due());
+        if (!waiting_.empty() && isFresh(each, now)) due = std::min(due, each.begun() + kAWhile);
+    }
     return due;
+}
+
+/// Begins the next one if it may; each is a question that a slow daemon takes its time for. The oldest and
+/// the newest request take turns: neither is what was there before a flood of services hidden by it, nor what
+/// comes after.
+bool AvahiSearch::beginResolution(Clock::time_point now) {
+    const auto fresh = std::ranges::count_if(resolutions_, [now](const auto& e) { return isFresh(e, now); });
+    if (!client_ || waiting_.empty() || fresh >= kAtOnce) return false;
+    const bool isNewest = std::exchange(isNewestNext_, !isNewestNext_);
+    const Waiting next = isNewest ? waiting_.back() : waiting_.front();
+    isNewest ? waiting_.pop_back() : waiting_.pop_front();
+    resolutions_.emplace_back(client_.get(), next.name, type_, domain_, next.deadline);
+    return true;
 }
 
 void AvahiSearch::connect(Clock::time_point now) {
@@ -102,7 +137,9 @@ void AvahiSearch::disconnect(int error, Clock::time_point now) {
     reconnect_ = now + kReconnect;
     std::vector<std::string> abandoned;
     for (const Resolution& each : resolutions_) abandoned.push_back(each.name());
+    for (const Waiting& each : waiting_) abandoned.push_back(each.name);
     resolutions_.clear();
+    waiting_.clear();
     browser_.reset();
     client_.reset();
     known_.clear();
@@ -117,6 +154,11 @@ bool AvahiSearch::deliver(Clock::time_point now) {
         const std::string name = std::move(found_.front());
         found_.pop_front();
         callbacks_.onFound(name);
+    }
+    for (; !waiting_.empty() && waiting_.front().deadline <= now; delivered = true) {
+        const std::string name = std::move(waiting_.front().name);
+        waiting_.pop_front();
+        callbacks_.onNotResolved(name, kTimedOut);
     }
     for (auto each = resolutions_.begin(); each != resolutions_.end();) {
         if (!each->hasEnded(now)) {
@@ -137,7 +179,7 @@ bool AvahiSearch::deliver(Clock::time_point now) {
 
 void AvahiSearch::resolve(const std::string& name, Duration limit) {
     if (client_) {
-        resolutions_.emplace_back(client_.get(), name, type_, domain_, limit);
+        waiting_.push_back({name, Clock::now() + limit});
     } else {
         callbacks_.onNotResolved(name, avahi_strerror(AVAHI_ERR_DISCONNECTED));
     }

@@ -17,7 +17,6 @@ namespace {
 
 /// How often the thread looks for services to resolve.
 constexpr Duration kSlice = 20ms;
-constexpr Duration kGlance = 1ms;
 /// How long the thread may take to end before it is left to end by itself.
 constexpr Duration kPatience = 500ms;
 
@@ -97,10 +96,7 @@ void serve(Exchange& exchange, const std::string& type, const std::string& domai
     {
         const auto search = makeAvahiSearch(type, domain, passingOn(exchange));
         while (const auto requests = exchange.requests()) {
-            for (const Exchange::Request& each : *requests) {
-                search->resolve(each.name, each.limit);
-                search->run(kGlance);  // what has come is told although many are still to be asked for
-            }
+            for (const Exchange::Request& each : *requests) search->resolve(each.name, each.limit);
             search->run(kSlice);
         }
     }

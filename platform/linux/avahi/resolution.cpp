@@ -1,11 +1,14 @@
 #include "platform/linux/avahi/resolution.hpp"
 
-#include <arpa/inet.h>
 #include <avahi-common/error.h>
 #include <avahi-common/malloc.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 namespace quillon::avahi {
 
@@ -14,8 +17,8 @@ namespace {
 /// The addresses of one host come in one answer, or in one for each of its interfaces: so long after the
 /// last the next one is still waited for.
 constexpr Clock::duration kSettling = std::chrono::milliseconds(50);
-/// More addresses than any host has.
-constexpr size_t kMostAddresses = 64;
+/// More addresses of one family than any host has.
+constexpr ptrdiff_t kMostAddresses = 64;
 
 using Text = std::unique_ptr<char, Releaser<avahi_free>>;
 
@@ -37,11 +40,38 @@ std::map<std::string, Bytes> entriesOf(AvahiStringList* txt) {
     return entries;
 }
 
+std::string numericHost(const void* address, socklen_t size) {
+    char host[NI_MAXHOST];
+    const int failure = getnameinfo(static_cast<const sockaddr*>(address), size, host, sizeof host, nullptr,
+                                    0, NI_NUMERICHOST);
+    return failure == 0 ? host : "";
+}
+
+/// The address in an A or AAAA record; an empty host when the record holds none. A link-local one of IPv6 is
+/// one on an interface.
+ServiceBrowser::Address addressIn(uint16_t type, const void* data, size_t size, AvahiIfIndex interface) {
+    if (type == AVAHI_DNS_TYPE_A && size == sizeof(in_addr)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        std::memcpy(&address.sin_addr, data, size);
+        return {AF_INET, numericHost(&address, sizeof address)};
+    }
+    if (type == AVAHI_DNS_TYPE_AAAA && size == sizeof(in6_addr)) {
+        sockaddr_in6 address{};
+        address.sin6_family = AF_INET6;
+        std::memcpy(&address.sin6_addr, data, size);
+        if (IN6_IS_ADDR_LINKLOCAL(&address.sin6_addr))
+            address.sin6_scope_id = static_cast<uint32_t>(interface);
+        return {AF_INET6, numericHost(&address, sizeof address)};
+    }
+    return {};
+}
+
 }  // namespace
 
 Resolution::Resolution(AvahiClient* client, const std::string& name, const std::string& type,
-                       const std::string& domain, Clock::duration limit)
-    : client_(client), due_(Clock::now() + limit) {
+                       const std::string& domain, Clock::time_point deadline)
+    : client_(client), deadline_(deadline), due_(deadline) {
     service_.name = name;
     resolver_.reset(avahi_service_resolver_new(client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, name.c_str(),
                                                type.c_str(), domain.c_str(), AVAHI_PROTO_UNSPEC,
@@ -65,38 +95,37 @@ void Resolution::located(const char* host, uint16_t port, AvahiStringList* txt) 
     isLocated_ = true;
     service_.port = port;
     service_.txt = entriesOf(txt);
-    addresses_.reset(avahi_record_browser_new(client_, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, host,
-                                              AVAHI_DNS_CLASS_IN, AVAHI_DNS_TYPE_A, AvahiLookupFlags{},
-                                              onRecord, this));
-    if (!addresses_) end();
+    ipv6_ = recordsOf(host, AVAHI_DNS_TYPE_AAAA);
+    ipv4_ = recordsOf(host, AVAHI_DNS_TYPE_A);
+    if (!ipv4_) end();
 }
 
-void Resolution::onRecord(AvahiRecordBrowser*, AvahiIfIndex, AvahiProtocol, AvahiBrowserEvent event,
-                          const char*, uint16_t, uint16_t, const void* data, size_t size,
+RecordBrowser Resolution::recordsOf(const char* host, uint16_t type) {
+    return RecordBrowser(avahi_record_browser_new(client_, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, host,
+                                                  AVAHI_DNS_CLASS_IN, type, AvahiLookupFlags{}, onRecord,
+                                                  this));
+}
+
+// That the daemon has told all for now ends nothing: the host may answer later.
+void Resolution::onRecord(AvahiRecordBrowser*, AvahiIfIndex interface, AvahiProtocol, AvahiBrowserEvent event,
+                          const char*, uint16_t, uint16_t type, const void* data, size_t size,
                           AvahiLookupResultFlags, void* self) {
     auto* const resolution = static_cast<Resolution*>(self);
-    switch (event) {
-        case AVAHI_BROWSER_NEW:
-            resolution->takeAddress(data, size);
-            break;
-        case AVAHI_BROWSER_ALL_FOR_NOW:
-        case AVAHI_BROWSER_FAILURE:
-            resolution->end();
-            break;
-        default:
-            break;
+    if (event == AVAHI_BROWSER_NEW) {
+        resolution->takeAddress(addressIn(type, data, size, interface));
+    } else if (event == AVAHI_BROWSER_FAILURE && type == AVAHI_DNS_TYPE_A) {
+        resolution->end();
     }
 }
 
-void Resolution::takeAddress(const void* data, size_t size) {
-    if (size != sizeof(in_addr) || service_.addresses.size() == kMostAddresses) return;
-    char text[INET_ADDRSTRLEN];
-    const std::string host = inet_ntop(AF_INET, data, text, sizeof text);
-    const bool isKnown =
-        std::ranges::any_of(service_.addresses, [&](const auto& each) { return each.host == host; });
-    if (isKnown) return;  // on another interface
-    service_.addresses.push_back({AF_INET, host});
-    due_ = std::min(due_, Clock::now() + kSettling);
+void Resolution::takeAddress(const ServiceBrowser::Address& address) {
+    auto& known = service_.addresses;
+    if (address.host.empty() || std::ranges::count(known, address.host, &ServiceBrowser::Address::host) != 0)
+        return;  // on another interface
+    if (std::ranges::count(known, address.family, &ServiceBrowser::Address::family) == kMostAddresses) return;
+    known.push_back(address);
+    if (std::ranges::count(known, AF_INET, &ServiceBrowser::Address::family) != 0)
+        due_ = std::min(deadline_, Clock::now() + kSettling);
 }
 
 void Resolution::fail() {
