@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <png.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -98,6 +99,8 @@ class StrainedWiFiTest : public DeskTest {
   protected:
     void SetUp() override {
         if (const std::string missing = ShapedLink::missing(); !missing.empty()) GTEST_SKIP() << missing;
+        // It is the link that shall be slow. Both ends inherit this, and who may make a link may do so.
+        setpriority(PRIO_PROCESS, 0, -15);
         startXServer();
         if (IsSkipped() || HasFatalFailure()) return;
         link = ShapedLink::make();
@@ -165,16 +168,16 @@ class StrainedWiFiTest : public DeskTest {
     }
 
     /// How old pictures were when they had arrived, beyond the time that their bytes take on the link: what
-    /// nine of ten did not exceed, seconds (the tenth may have met a busy machine). The clocks of both ends
-    /// differ by what the fastest frame shows.
-    static double typicalAge(const std::vector<VideoFrame>& all, size_t from, double bitsPerSecond) {
+    /// nineteen of twenty did not exceed, seconds (the last may have met a busy machine). The clocks of both
+    /// ends differ by what the fastest frame shows.
+    static double age(const std::vector<VideoFrame>& all, size_t from, double bitsPerSecond) {
         double offset = 1e18;
         for (const VideoFrame& each : all) offset = std::min(offset, each.arrived - each.captured);
         std::vector<double> ages;
         for (size_t i = from; i < all.size(); ++i)
             ages.push_back(all[i].arrived - all[i].captured - offset - all[i].bits / bitsPerSecond);
         std::ranges::sort(ages);
-        return ages.empty() ? 0 : ages[(ages.size() - 1) * 9 / 10];
+        return ages.empty() ? 0 : ages[(ages.size() - 1) * 19 / 20];
     }
 
     void expectEveryFrameDecoded() const {
@@ -206,9 +209,7 @@ class StrainedWiFiTest : public DeskTest {
     }
 
     static constexpr int kVideoFrame = 2;
-    static constexpr double kNoLimit = 1e12;  ///< bits a second
-    /// What a slow link may add to the age that pictures have on this machine without it.
-    static constexpr double kMostAge = 0.250;
+    static constexpr double kMostAge = 0.250;  ///< seconds
 
     std::unique_ptr<ShapedLink> link;
 };
@@ -221,14 +222,11 @@ TEST_P(SlowWiFiTest, ThePictureStaysYoungAndComesToRestSharp) {
     Motion motion;
     const auto host = startHostAtTheAddress();
     ASSERT_TRUE(moreFrames(30, 20s)) << host->output();
-    const double ageWithoutALimit = typicalAge(frames(), 5, kNoLimit);
     ASSERT_TRUE(link->limitTo(GetParam() * 1000));
     ASSERT_TRUE(moreFrames(20, 20s)) << host->output();  // it learns the link's speed
     const size_t learned = frames().size();
-    ASSERT_TRUE(moreFrames(50, 40s)) << host->output();
-    const double age = typicalAge(frames(), learned, bitsPerSecond);
-    RecordProperty("age", std::to_string(age));
-    EXPECT_LE(age, ageWithoutALimit + kMostAge);
+    ASSERT_TRUE(moreFrames(100, 40s)) << host->output();
+    EXPECT_LE(age(frames(), learned, bitsPerSecond), kMostAge);
 
     motion.rest();
     ASSERT_TRUE(comesToRest(30s)) << host->output();
@@ -260,7 +258,6 @@ TEST_F(StrainedWiFiTest, AStallOfThreeSecondsDoesNotEndTheLink) {
     Motion motion;
     const auto host = startHostAtTheAddress();
     ASSERT_TRUE(moreFrames(30, 20s)) << host->output();
-    const double ageWithoutALimit = typicalAge(frames(), 5, kNoLimit);
     ASSERT_TRUE(link->limitTo(4000));
     ASSERT_TRUE(moreFrames(20, 20s)) << host->output();
     ASSERT_TRUE(link->stall());
@@ -268,8 +265,8 @@ TEST_F(StrainedWiFiTest, AStallOfThreeSecondsDoesNotEndTheLink) {
     ASSERT_TRUE(link->resume());
     ASSERT_TRUE(moreFrames(10, 8s)) << host->output();  // until then TCP waits between its attempts
     const size_t recovered = frames().size();
-    ASSERT_TRUE(moreFrames(30, 20s)) << host->output();
-    EXPECT_LE(typicalAge(frames(), recovered, 4e6), ageWithoutALimit + kMostAge);
+    ASSERT_TRUE(moreFrames(60, 20s)) << host->output();
+    EXPECT_LE(age(frames(), recovered, 4e6), kMostAge);
     EXPECT_FALSE(host->printed("link lost", 0ms)) << host->output();
     motion.rest();
     ASSERT_TRUE(comesToRest(30s));
