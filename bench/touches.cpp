@@ -41,7 +41,8 @@ class Glass {
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
                           XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
         xcb_map_window(connection_, window);
-        xcb_flush(connection_);
+        // Once this is answered the window sees what moves.
+        std::free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
     }
     ~Glass() { xcb_disconnect(connection_); }
     Glass(const Glass&) = delete;
