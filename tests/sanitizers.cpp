@@ -4,21 +4,21 @@
 extern "C" {
 
 // Without a symbolizer that works they say so in the middle of what a test prints; this one is always there.
-const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+const char* __asan_default_options() {
     return "external_symbolizer_path=/usr/bin/addr2line";
 }
-const char* __tsan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+const char* __tsan_default_options() {
     return "external_symbolizer_path=/usr/bin/addr2line";
 }
 
 /// Fontconfig keeps its configuration for the life of the process.
-const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+const char* __lsan_default_suppressions() {
     return "leak:libfontconfig.so\n";
 }
 
 /// Pango loads fonts on a thread of its own and waits for it by means that the sanitizer does not see; so
 /// does libdbus take its locks.
-const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+const char* __tsan_default_suppressions() {
     return "mutex:libavahi-client.so\n"
            "mutex:libdbus-1.so\n"
            "called_from_lib:libdbus-1.so\n"
