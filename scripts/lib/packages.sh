@@ -63,7 +63,13 @@ install_packages() {
     [ ${#missing[@]} -gt 0 ] || return 0
 
     local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q)
-    [ "$(id -u)" = 0 ] || apt=(sudo "${apt[@]}")
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "$0: these packages are missing, and installing them takes root or sudo: ${missing[*]}" >&2
+            return 1
+        }
+        apt=(sudo "${apt[@]}")
+    fi
     echo "Installing ${missing[*]}"
     # Package lists that are absent or out of date make the first try fail.
     "${apt[@]}" install --no-install-recommends "${missing[@]}" ||
