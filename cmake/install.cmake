@@ -14,9 +14,11 @@ install(TARGETS quillon-display-guardian RUNTIME DESTINATION ${own})
 file(CREATE_LINK ../../../bin/QuillonHost ${CMAKE_CURRENT_BINARY_DIR}/application-link SYMBOLIC)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/application-link DESTINATION ${own}/Quillon.app RENAME QuillonHost)
 
-set(QUILLON_APPLICATION ${CMAKE_INSTALL_PREFIX}/${own}/Quillon.app/QuillonHost)
-configure_file(platform/linux/shell/quillon.desktop.in quillon.desktop @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quillon.desktop DESTINATION share/applications)
+set(entry ${CMAKE_CURRENT_BINARY_DIR}/quillon.desktop)
+install(CODE "set(template \"${CMAKE_CURRENT_SOURCE_DIR}/platform/linux/shell/quillon.desktop.in\")
+  set(entry \"${entry}\")")
+install(SCRIPT cmake/desktop_entry.cmake)
+install(FILES ${entry} DESTINATION share/applications)
 set(icons platform/linux/shell/icons)
 install(FILES ${icons}/quillon.svg DESTINATION share/icons/hicolor/scalable/apps)
 install(FILES ${icons}/quillon-symbolic.svg ${icons}/quillon-error-symbolic.svg
@@ -33,7 +35,9 @@ set(CPACK_PACKAGE_DESCRIPTION
   "Streams a screen of this computer to the display app on a tablet, over the USB
 cable or the network, and turns touches into pointer input. With a tray
 application and a command-line program.")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+# Under the folder of the package, which the desktop entry must not name.
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
