@@ -1,13 +1,14 @@
 # What `cmake --install` and the Debian package put into a Linux system:
 #
 #     bin/QuillonHost                           the command-line program
+#     bin/quillon-device                        the stand-in for a tablet
 #     lib/quillon/                              its modules and its guardian
 #     lib/quillon/Quillon.app/QuillonHost       the same program by a path that makes it the application
-#     share/applications, icons, man, doc
+#     share/applications, icons, man
 include(GNUInstallDirs)
 set(own lib/quillon)  # where the program looks for its files, see platform/linux/program_files.hpp
 
-install(TARGETS QuillonHost RUNTIME DESTINATION bin)
+install(TARGETS QuillonHost quillon-device RUNTIME DESTINATION bin)
 install(TARGETS quillon_pattern quillon_avahi quillon_shell LIBRARY DESTINATION ${own})
 install(TARGETS quillon-display-guardian RUNTIME DESTINATION ${own})
 
@@ -23,8 +24,7 @@ set(icons platform/linux/shell/icons)
 install(FILES ${icons}/quillon.svg DESTINATION share/icons/hicolor/scalable/apps)
 install(FILES ${icons}/quillon-symbolic.svg ${icons}/quillon-error-symbolic.svg
   DESTINATION share/icons/hicolor/symbolic/apps)
-install(FILES docs/QuillonHost.1 DESTINATION share/man/man1)
-install(FILES README.md DESTINATION share/doc/quillon)
+install(FILES docs/QuillonHost.1 docs/quillon-device.1 DESTINATION share/man/man1)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillon)
