@@ -19,7 +19,7 @@ constexpr Duration kScanTolerance = 2s;
 constexpr Duration kBetweenAutoRetries = 5s;
 constexpr Duration kRetryPause = 500ms;
 /// Twice the interval of the statistics, which come with frames and not without.
-constexpr Duration kRestAfter = 2s;
+constexpr Duration kQuietAfter = 2s;
 
 }  // namespace
 
@@ -83,7 +83,7 @@ void AppDelegate::applicationHasNoStatusArea() {
 void AppDelegate::applicationWillTerminate() {
     deviceTimer_.reset();
     retryTimer_.reset();
-    restTimer_.reset();
+    quietTimer_.reset();
     targetFallback_.reset();
     session_->stop();
     session_->destroyVirtualDisplay();
@@ -191,11 +191,12 @@ void AppDelegate::sessionChanged(const Session::State& state) {
     if (running) {
         didShowFailureAlert_ = false;
         flowLog_.reset();
+        watchForQuiet();
     } else {
         // What was measured belongs to a stream that has ended.
         statsLine_.clear();
         flow_.clear();
-        restTimer_.reset();
+        quietTimer_.reset();
     }
     refreshTitle();
     applyStatusIcon(running, failed);
@@ -218,11 +219,24 @@ void AppDelegate::sessionMeasured(const Session::Stats& stats) {
     if (stats.latencyP50) statsLine_ += formatted(" · %.0f ms", *stats.latencyP50);
     flow_ = flowText(link, stats);
     if (flowLog_.isDue(loop_.now(), stats)) Log::write("stream: " + flow_);
-    restTimer_ = loop_.addTimer(kRestAfter, RunLoop::Repeat::once, [this] {
-        flow_ = session_->activeTransport() + " · the screen is at rest";
-        refreshPopover();
-    });
+    watchForQuiet();
     refreshTitle();
+    refreshPopover();
+}
+
+void AppDelegate::watchForQuiet() {
+    quietTimer_ = loop_.addTimer(kQuietAfter, RunLoop::Repeat::once, [this] { streamIsQuiet(); });
+}
+
+void AppDelegate::streamIsQuiet() {
+    const bool linkIsFull = session_->linkIsFull();
+    const std::string flow = quietText(session_->activeTransport(), linkIsFull);
+    if (linkIsFull) {
+        if (flow != flow_) Log::write("stream: " + flow);
+        // It may drain without a frame to follow; a screen at rest ends by a frame.
+        watchForQuiet();
+    }
+    flow_ = flow;
     refreshPopover();
 }
 

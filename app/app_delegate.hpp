@@ -78,6 +78,8 @@ class AppDelegate {
     void retrySession(Duration delay);
     void sessionChanged(const Session::State& state);
     void sessionMeasured(const Session::Stats& stats);
+    void watchForQuiet();
+    void streamIsQuiet();
     void presentFailure(const std::string& message);
     void takeSleepAssertion();
     LinkKind activeLink() const;
@@ -151,7 +153,7 @@ class AppDelegate {
 
     std::unique_ptr<Timer> deviceTimer_;
     std::unique_ptr<Timer> retryTimer_;
-    std::unique_ptr<Timer> restTimer_;  ///< no statistics for a while: nothing moves on the screen
+    std::unique_ptr<Timer> quietTimer_;  ///< no statistics for a while
     std::unique_ptr<Timer> targetFallback_;
 };
 

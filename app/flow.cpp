@@ -20,6 +20,10 @@ std::string flowText(const std::string& link, const SessionStats& stats) {
                      latency.c_str(), stats.drops);
 }
 
+std::string quietText(const std::string& link, bool linkIsFull) {
+    return link + (linkIsFull ? " · the link is full" : " · the screen is at rest");
+}
+
 bool FlowLog::isDue(Instant now, const SessionStats& stats) {
     const int64_t dropped = stats.drops - std::exchange(drops_, stats.drops);
     const bool trouble = static_cast<double>(dropped) > kTroubleDrops * stats.fps ||

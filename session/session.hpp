@@ -93,6 +93,8 @@ class Session : public std::enable_shared_from_this<Session> {
     /// The USB device of the open link; empty without one.
     std::string connectedUDID() const { return link_ ? connectedUDID_ : std::string(); }
     bool isTransitioning() const { return transitioning_; }
+    /// Does what was sent last still wait for its way? Then nothing follows, whatever the screen shows.
+    bool linkIsFull() const { return link_ && !link_->hasRoomForVideo(); }
     Scaling effectiveScaling() const { return effectiveScaling_; }
     int64_t inputCount() const { return statistics_->inputCount(); }
     size_t latencySampleCount() const { return statistics_->latencySampleCount(); }

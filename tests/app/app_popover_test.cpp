@@ -71,6 +71,34 @@ TEST_F(AppPopoverTest, AScreenAtRestSaysSo) {
     EXPECT_THAT(panel().statistics, HasSubstr("fps"));
 }
 
+TEST_F(AppPopoverTest, AJammedLinkSaysSo) {
+    machine.screenCapture.animate(30);
+    launchStreaming();
+    machine.shell.clickItem();
+    run(5s);
+    machine.network.setRate(tablet->current, 500);
+    run(5s);
+    EXPECT_EQ(panel().statistics, "USB · the link is full");
+    EXPECT_EQ(logged("stream: USB · the link is full"), 1);
+    // What waits is taken in the end, and nothing follows it.
+    machine.screenCapture.animate(0);
+    machine.network.setRate(tablet->current, 1'000'000);
+    run(10s);
+    EXPECT_EQ(state(), Session::State::Kind::running);
+    EXPECT_EQ(panel().statistics, "USB · the screen is at rest");
+    EXPECT_EQ(loggedBeginning("stream: USB · the link is full"), 1);
+}
+
+TEST_F(AppPopoverTest, ALinkThatTakesNothingFromTheBeginningSaysSo) {
+    tablet = machine.attachDevice("tablet-1");
+    machine.usb.attached[0].ports[5555].bytesPerSecond = 5000;
+    machine.screenCapture.animate(30);
+    launchStreaming();
+    machine.shell.clickItem();
+    run(5s);
+    EXPECT_EQ(panel().statistics, "USB · the link is full");
+}
+
 TEST_F(AppPopoverTest, OverWifiTheDotIsAnother) {
     machine.stored.setString("target.host", "10.0.0.2");
     tablet = machine.addNetworkDevice("10.0.0.2:5555");
