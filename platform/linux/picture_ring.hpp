@@ -11,7 +11,7 @@ namespace quillon {
 
 /// A few I420 pictures that are written again and again. Each remembers where it is older than the
 /// newest one, so a small change costs a small copy. Pictures are made when first needed; after that
-/// nothing allocates.
+/// nothing allocates until a rest, for which the spare ones are given back.
 ///
 /// One thread owns the ring. Pictures handed out may be read and released on any thread.
 class PictureRing {
@@ -37,6 +37,11 @@ class PictureRing {
     /// The newest picture; null before the first `publish`.
     PicturePtr newest() const;
 
+    /// Are there pictures that nobody reads, besides the newest?
+    bool hasSpares() const;
+    /// Gives their memory back.
+    void dropSpares();
+
   private:
     struct Slot {
         std::shared_ptr<Picture> picture;
@@ -45,6 +50,7 @@ class PictureRing {
     static constexpr size_t kNone = kPictures;
 
     bool isFree(size_t index) const;
+    bool isSpare(size_t index) const { return index != newest_ && isFree(index); }
     std::shared_ptr<Picture> makePicture() const;
 
     const Size size_;

@@ -21,6 +21,8 @@ constexpr auto kAskAgain = 4ms;
 /// How much earlier than 1/fps after the last picture the next may come when that one was late. So the
 /// pictures keep to a grid of 1/fps: a late one neither lowers the rate nor delays all that follow.
 constexpr auto kCatchUp = 4ms;
+/// After so long a rest the copies of the last picture are given back.
+constexpr auto kSparesKept = 500ms;
 /// A mode change may switch the display off for a moment.
 constexpr auto kMissingLimit = 1s;
 
@@ -121,11 +123,19 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
     const auto now = Clock::now();
     if (missingSince_) return *missingSince_ + kMissingLimit - now;
     if (isRequested_.exchange(false)) isWanted_ = true;
-    if (!isChanged_ && !isWanted_ && !cursor_) return std::nullopt;
+    if (!isChanged_ && !isWanted_ && !cursor_) return rest(now);
     if (now < due_) return due_ - now;
     if (!ring_.hasRoom() || !callbacks_.ready()) return kAskAgain;
     deliver(now);
     return 0ms;
+}
+
+/// Nothing changes: a while after the last picture its copies go.
+std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::rest(Clock::time_point now) {
+    if (!ring_.hasSpares()) return std::nullopt;
+    if (now < due_ + kSparesKept) return due_ + kSparesKept - now;
+    ring_.dropSpares();
+    return std::nullopt;
 }
 
 /// A program that draws at our own rate would find each of its pictures waiting for the same part of an

@@ -37,6 +37,7 @@ class X11CaptureStream : public CaptureStream {
     std::optional<std::string> takeEvents();
     void followDisplay();
     std::optional<Clock::duration> step();
+    std::optional<Clock::duration> rest(Clock::time_point now);
     Clock::duration slideTowardsChanges(Clock::time_point now, bool rested);
     void deliver(Clock::time_point now);
     void wait(std::optional<Clock::duration> limit) const;

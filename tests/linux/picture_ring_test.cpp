@@ -42,6 +42,30 @@ TEST(PictureRing, WritesInPlaceWhenNobodyReads) {
     EXPECT_EQ(*planeAt(*first, 0, 2, 2), 1);
 }
 
+TEST(PictureRing, GivesBackWhatNobodyReadsAndGoesOn) {
+    PictureRing ring(kSize);
+    std::vector<PicturePtr> held{publish(ring, kAll, 1)};
+    held.push_back(publish(ring, {0, 0, 2, 2}, 2));
+    held.push_back(publish(ring, {10, 10, 4, 4}, 3));
+    EXPECT_FALSE(ring.hasSpares());
+    const std::weak_ptr<const Picture> oldest = held[0];
+    held.erase(held.begin());
+    EXPECT_TRUE(ring.hasSpares());
+    ring.dropSpares();
+    EXPECT_TRUE(oldest.expired());
+    EXPECT_FALSE(ring.hasSpares());
+    EXPECT_EQ(ring.newest(), held[1]) << "nobody reads it later, and it stays all the same";
+    held.erase(held.begin());
+    ring.dropSpares();
+
+    const PicturePtr next = publish(ring, {20, 20, 4, 4}, 4);
+    EXPECT_EQ(*planeAt(*next, 0, 0, 0), 2);
+    EXPECT_EQ(*planeAt(*next, 0, 10, 10), 3);
+    EXPECT_EQ(*planeAt(*next, 0, 20, 20), 4);
+    EXPECT_EQ(*planeAt(*next, 0, 30, 30), 1);
+    EXPECT_EQ(next->sequence, 4u);
+}
+
 TEST(PictureRing, NeverTouchesAPictureThatSomeoneHolds) {
     PictureRing ring(kSize);
     const PicturePtr held = publish(ring, kAll, 1);
