@@ -1,5 +1,6 @@
 #include "platform/linux/shell/desktop_opener.hpp"
 
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QStandardPaths>
 
@@ -19,12 +20,21 @@ bool DesktopOpener::openFile(const std::filesystem::path& file) {
         return false;
     }
     auto* const process = new QProcess;
+    QElapsedTimer since;
+    since.start();
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
-    QObject::connect(process, &QProcess::finished, process, [process, tellWhere](int status) {
-        if (status != 0) tellWhere();
-        process->deleteLater();
-    });
+    QObject::connect(process, &QProcess::finished, process,
+                     [process, tellWhere, since, limit = longestFailing_](int status) {
+                         if (status != 0 && std::chrono::milliseconds(since.elapsed()) < limit) tellWhere();
+                         process->deleteLater();
+                     });
+    QObject::connect(process, &QProcess::errorOccurred, process,
+                     [process, tellWhere](QProcess::ProcessError error) {
+                         if (error != QProcess::FailedToStart) return;  // those that ran have finished
+                         tellWhere();
+                         process->deleteLater();
+                     });
     process->start(program, {QString::fromStdString(file.string())});
     return true;
 }

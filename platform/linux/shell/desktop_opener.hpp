@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include "platform/dialogs.hpp"
 #include "platform/opener.hpp"
 
@@ -8,7 +10,11 @@ namespace quillon {
 /// Opens files by xdg-open. What it cannot do shows later, in a message with the path in it.
 class DesktopOpener : public Opener {
   public:
-    explicit DesktopOpener(Dialogs& dialogs) : dialogs_(dialogs) {}
+    /// An opener that fails later than `longestFailing` has opened the file: some stay until the program they
+    /// started ends, and end with its status.
+    explicit DesktopOpener(Dialogs& dialogs,
+                           std::chrono::milliseconds longestFailing = std::chrono::seconds(10))
+        : dialogs_(dialogs), longestFailing_(longestFailing) {}
 
     bool openFile(const std::filesystem::path& file) override;
     /// X11 grants everything to everybody; there are no such settings.
@@ -16,6 +22,7 @@ class DesktopOpener : public Opener {
 
   private:
     Dialogs& dialogs_;
+    const std::chrono::milliseconds longestFailing_;
 };
 
 }  // namespace quillon
