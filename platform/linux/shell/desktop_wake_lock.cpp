@@ -7,8 +7,10 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "base/log.hpp"
 #include "platform/linux/shell/x11_desktop.hpp"
@@ -20,14 +22,21 @@ namespace {
 const auto kService = QStringLiteral("org.freedesktop.ScreenSaver");
 const auto kPath = QStringLiteral("/org/freedesktop/ScreenSaver");
 
-/// Giving up the lock waits for an answer that is still on its way; milliseconds.
-constexpr int kLongestAnswer = 1000;
+/// As long as it takes: a service may hang, and hold the displays awake once it goes on.
+constexpr int kLongestAnswer = std::numeric_limits<int>::max();
 
 QDBusMessage callOf(const char* method) {
     return QDBusMessage::createMethodCall(kService, kPath, kService, QString::fromLatin1(method));
 }
 
-/// The desktop's screen saver, also when it starts or starts anew while the lock is held.
+void release(uint cookie) {
+    QDBusMessage message = callOf("UnInhibit");
+    message << cookie;
+    QDBusConnection::sessionBus().send(message);
+}
+
+/// The desktop's screen saver, also when it starts or starts anew while the lock is held. Nobody waits for
+/// its answers: what was asked for and is wanted no more is given back when it is granted.
 class SaverInhibition : public QObject {
   public:
     explicit SaverInhibition(const std::string& reason)
@@ -37,30 +46,21 @@ class SaverInhibition : public QObject {
         connect(&service_, &QDBusServiceWatcher::serviceUnregistered, this, [this] { cookie_.reset(); });
         inhibit();
     }
-    ~SaverInhibition() override {
-        if (asked_) {
-            asked_->waitForFinished();
-            take(*asked_);
-        }
-        if (!cookie_) return;
-        QDBusMessage release = callOf("UnInhibit");
-        release << *cookie_;
-        QDBusConnection::sessionBus().send(release);
-    }
+    ~SaverInhibition() override { giveBack(); }
 
   private:
     void inhibit() {
+        giveBack();  // a service that was started by the question answers and is announced, in any order
         QDBusMessage request = callOf("Inhibit");
         request << QStringLiteral("Quillon") << reason_;
-        asked_ = std::make_unique<QDBusPendingCallWatcher>(
-            QDBusConnection::sessionBus().asyncCall(request, kLongestAnswer));
-        connect(asked_.get(), &QDBusPendingCallWatcher::finished, this, [this] {
-            take(*asked_);
-            asked_.release()->deleteLater();
-        });
+        asked_ =
+            new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(request, kLongestAnswer));
+        connect(asked_, &QDBusPendingCallWatcher::finished, this, &SaverInhibition::answered);
     }
 
-    void take(const QDBusPendingReply<uint>& reply) {
+    void answered() {
+        const QDBusPendingReply<uint> reply = *asked_;
+        std::exchange(asked_, nullptr)->deleteLater();
         if (!reply.isError()) {
             cookie_ = reply.value();
         } else if (reply.error().type() != QDBusError::ServiceUnknown) {
@@ -68,9 +68,21 @@ class SaverInhibition : public QObject {
         }
     }
 
+    void giveBack() {
+        if (cookie_) release(*std::exchange(cookie_, std::nullopt));
+        auto* const late = std::exchange(asked_, nullptr);
+        if (late == nullptr) return;
+        late->disconnect(this);
+        connect(late, &QDBusPendingCallWatcher::finished, late, [late] {
+            const QDBusPendingReply<uint> reply = *late;
+            if (!reply.isError()) release(reply.value());
+            late->deleteLater();
+        });
+    }
+
     const QString reason_;
     QDBusServiceWatcher service_;
-    std::unique_ptr<QDBusPendingCallWatcher> asked_;  ///< not yet answered; must be known to be taken back
+    QDBusPendingCallWatcher* asked_ = nullptr;  ///< deletes itself when it is answered
     std::optional<uint> cookie_;
 };
 
