@@ -20,7 +20,10 @@ constexpr int kMargin = 20;
 }  // namespace
 
 DialogFrame::DialogFrame(const std::string& message, const std::string& information)
-    : QDialog(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint), body_(new QVBoxLayout) {
+    // Above the panel, which is above everything.
+    : QDialog(nullptr,
+              Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint),
+      body_(new QVBoxLayout) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Quillon"));
 
