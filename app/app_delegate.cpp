@@ -43,6 +43,7 @@ ApplicationCallbacks AppDelegate::callbacks() {
         .didBecomeActive = [this] { applicationDidBecomeActive(); },
         .wasReopened = [this] { applicationWasReopened(); },
         .hasNoStatusArea = [this] { applicationHasNoStatusArea(); },
+        .gotStatusArea = [this] { applicationGotStatusArea(); },
         .willTerminate = [this] { applicationWillTerminate(); },
     };
 }
@@ -78,6 +79,12 @@ void AppDelegate::applicationHasNoStatusArea() {
     Log::write("this desktop shows no status items, opening the panel as a window");
     notice_ = "This desktop shows no tray icons. To see this window again, start Quillon once more.";
     popoverPanel().show();
+}
+
+void AppDelegate::applicationGotStatusArea() {
+    hasStatusArea_ = true;
+    notice_.clear();
+    refreshFrontEnds();
 }
 
 void AppDelegate::applicationWillTerminate() {
@@ -157,7 +164,8 @@ PopoverController& AppDelegate::popoverPanel() {
     return *popoverPanel_;
 }
 
-void AppDelegate::refreshPopover() {
+void AppDelegate::refreshFrontEnds() {
+    if (statusItem_) statusItem_->menuChanged();
     if (popoverPanel_) popoverPanel_->refresh();
 }
 
@@ -200,9 +208,9 @@ void AppDelegate::sessionChanged(const Session::State& state) {
     }
     refreshTitle();
     applyStatusIcon(running, failed);
-    refreshPopover();
     if (failed) presentFailure(state.text);
     judgeTarget(state);
+    refreshFrontEnds();
 }
 
 void AppDelegate::presentFailure(const std::string& message) {
@@ -221,7 +229,7 @@ void AppDelegate::sessionMeasured(const Session::Stats& stats) {
     if (flowLog_.isDue(loop_.now(), stats)) Log::write("stream: " + flow_);
     watchForQuiet();
     refreshTitle();
-    refreshPopover();
+    refreshFrontEnds();
 }
 
 void AppDelegate::watchForQuiet() {
@@ -237,7 +245,7 @@ void AppDelegate::streamIsQuiet() {
         watchForQuiet();
     }
     flow_ = flow;
-    refreshPopover();
+    refreshFrontEnds();
 }
 
 void AppDelegate::takeSleepAssertion() {

@@ -44,8 +44,9 @@ class AppDelegate {
     void applicationDidBecomeActive();
     void applicationWasReopened();
     void applicationHasNoStatusArea();
+    void applicationGotStatusArea();
     void applicationWillTerminate();
-    /// The five above, for `ApplicationShell::run`; this outlives the run.
+    /// The six above, for `ApplicationShell::run`; this outlives the run.
     ApplicationCallbacks callbacks();
 
     // --- classic menu
@@ -71,7 +72,7 @@ class AppDelegate {
     void setLook(StatusItemLook::Icon icon, const std::string& description);
     void setToolTip(const std::string& text);
     PopoverController& popoverPanel();
-    void refreshPopover();
+    void refreshFrontEnds();
 
     // --- the session
     void startSession();

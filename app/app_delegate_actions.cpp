@@ -93,7 +93,7 @@ void AppDelegate::perform(const MenuItem& sender) {
     const auto action = std::ranges::find(kActions, sender.action, &Action::name);
     if (action == kActions.end()) return;
     (this->*action->run)(sender);
-    refreshPopover();
+    refreshFrontEnds();
 }
 
 void AppDelegate::applyPopoverChange(const PopoverChange& change) {

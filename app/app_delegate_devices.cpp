@@ -25,7 +25,7 @@ void AppDelegate::devicesFound(const FoundDevices& found) {
         labels += (labels.empty() ? "" : ", ") + logLabel(entry);
     }
     Log::write("scan: " + labels);
-    refreshPopover();
+    refreshFrontEnds();
 }
 
 void AppDelegate::chooseDevice(const MenuItem& sender) {
@@ -52,7 +52,7 @@ void AppDelegate::judgeTarget(const Session::State& state) {
     Log::write("chosen device unreachable, falling back to Automatic");
     settings_.setTarget({});
     session_->setTarget(std::nullopt, std::nullopt);
-    refreshPopover();
+    refreshFrontEnds();
 }
 
 std::string AppDelegate::chosenDeviceName() const {

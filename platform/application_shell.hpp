@@ -32,6 +32,8 @@ struct ApplicationCallbacks {
     /// The desktop has no place for status items, and a few seconds of waiting did not change that. At most
     /// once; the item appears by itself when a place comes later.
     std::function<void()> hasNoStatusArea;
+    /// A place came after all; only after the one above.
+    std::function<void()> gotStatusArea;
     /// Last of all, once, whatever ends the application: `terminate`, the end of the login session, SIGINT,
     /// SIGTERM. `run` returns afterwards, unless the system ends the process itself, as macOS does at the end
     /// of the login session. So whatever must not stay behind goes in here.

@@ -26,6 +26,10 @@ class StatusItem {
     /// Draws only what changed; called about once a second. Never fails: without a tray it is remembered for
     /// the one that may come.
     virtual void setLook(const StatusItemLook& look) = 0;
+
+    /// What the item's menu shows has changed. For systems on which a menu lies ready before it opens: not
+    /// all of those who show it say when that happens. A menu that is open is left alone.
+    virtual void menuChanged() {}
 };
 
 }  // namespace quillon

@@ -52,6 +52,9 @@ class SimulatedItem : public StatusItem {
         item_->look = look;
         ++item_->lookChanges;
     }
+    void menuChanged() override {
+        if (item_->menu) item_->menuInStore = item_->menu->menuNeedsUpdate();
+    }
 
   private:
     ShellWorld& world_;

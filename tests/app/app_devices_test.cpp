@@ -133,6 +133,26 @@ TEST_F(AppDevicesTest, NothingIsLookedForWhileTheMenuIsOpen) {
     EXPECT_EQ(scans(), 2);
 }
 
+TEST_F(AppDevicesTest, AMenuThatLiesReadyFollowsEachChange) {
+    machine.stored.setBoolean("autoStart", false);
+    launchWithMenu();
+    run(5s);
+    announce("Studio", "10.0.0.2");
+    scanned();
+    const auto ready = [this](const std::string& title) {
+        return simulated::findItem(machine.shell.item->menuInStore, title);
+    };
+    EXPECT_NE(ready("Studio"), nullptr);
+    chooseDevice("|10.0.0.2");
+    EXPECT_NE(ready("Device — Studio"), nullptr);
+    machine.stored.setString("position", "left");
+    MenuItem below;
+    below.action = "setPositionFromMenu";
+    below.representedObject = "below";
+    delegate->perform(below);
+    EXPECT_TRUE(ready("Below")->checked);
+}
+
 TEST_F(AppDevicesTest, AMenuThatIsReplacedWhileOpenDoesNotStopTheScans) {
     machine.stored.setBoolean("autoStart", false);
     launchWithMenu();

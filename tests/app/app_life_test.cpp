@@ -207,6 +207,16 @@ TEST_F(AppLifeTest, ADesktopWithoutATrayShowsThePanelAndSaysSoOnce) {
     EXPECT_EQ(machine.shell.panel->notice, "");
 }
 
+TEST_F(AppLifeTest, ATrayThatComesLaterEndsTheNotice) {
+    launch();
+    delegate->applicationHasNoStatusArea();
+    delegate->applicationGotStatusArea();
+    ASSERT_TRUE(machine.shell.panel) << "it is the user's to close";
+    EXPECT_EQ(machine.shell.panel->notice, "");
+    machine.shell.clickPanel("classicMenu");
+    EXPECT_FALSE(machine.shell.panel) << "the menu in the tray takes its place";
+}
+
 TEST_F(AppLifeTest, ASecondStartBringsThePanelUp) {
     launch();
     delegate->applicationWasReopened();

@@ -1,11 +1,10 @@
 #include <csignal>
 #include <fstream>
 
-#include "tests/shell/bus_object.hpp"
 #include "tests/shell/desk.hpp"
 #include "tests/shell/toolkit.hpp"
 
-// The application as a whole: its loop, its end, its second start, dialogs and the services of the desktop.
+// The application as a whole: its loop, its end, its second start, dialogs, and what opens files.
 
 namespace quillon::testing {
 namespace {
@@ -31,13 +30,25 @@ TEST_F(ApplicationTest, SignalsEndItInOrder) {
 }
 
 TEST_F(ApplicationTest, WithoutAnyTrayThePanelIsAWindowAndSaysSoOnce) {
+    // Another one, earlier, that the desktop itself has started: it is more patient.
+    auto atLogin = environment;
+    atLogin["XDG_RUNTIME_DIR"] = path("login");
+    std::filesystem::create_directory(path("login"));
+    ChildProcess patient({QUILLON_SHELL_PROBE, "--at-login"}, atLogin);
+    ASSERT_TRUE(patient.printed("launched"));
+
     startProbe({"--notice"});
     ASSERT_TRUE(says("no status area"));
+    EXPECT_FALSE(patient.printed("no status area", std::chrono::milliseconds(0)));
+    EXPECT_EQ(count("status area came"), 0);
     ASSERT_TRUE(says("all controls"));
     press("Escape");
     ASSERT_TRUE(says("panel closed"));
     // A tray that comes later gets the icon all the same.
+    patient.signal(SIGTERM);
+    ASSERT_TRUE(patient.waitForEnd());
     startTray();
+    EXPECT_TRUE(says("status area came"));
     EXPECT_TRUE(clickIconUntil("clicked"));
     EXPECT_EQ(count("no status area"), 1);
 }
@@ -115,54 +126,6 @@ TEST_F(ApplicationTest, AnOpenerThatFailsIsTold) {
     ASSERT_TRUE(says("[Quillon] cannot open " + path("Library/Logs/Quillon.log").string()));
     EXPECT_TRUE(
         eventually([&] { return std::system("xdotool search --name '^Quillon$' >/dev/null 2>&1") == 0; }));
-}
-
-/// The screen saver of a desktop, as the wake lock finds it on the bus.
-class ScreenSaver {
-  public:
-    explicit ScreenSaver(const std::string& busAddress)
-        : object_(busAddress, QStringLiteral("org.freedesktop.ScreenSaver"),
-                  QStringLiteral("/org/freedesktop/ScreenSaver"),
-                  [this](const QDBusMessage& call, QDBusConnection bus) {
-                      return answer(call, std::move(bus));
-                  }) {}
-
-    int held = 0;
-    std::string reason;
-
-  private:
-    bool answer(const QDBusMessage& call, QDBusConnection bus) {
-        if (call.member() == QLatin1String("Inhibit")) {
-            reason = call.arguments().value(1).toString().toStdString();
-            ++held;
-            bus.send(call.createReply(42U));
-        } else if (call.member() == QLatin1String("UnInhibit") && call.arguments().value(0).toUInt() == 42U) {
-            --held;
-            bus.send(call.createReply());
-        } else {
-            return false;
-        }
-        return true;
-    }
-
-    BusObject object_;
-};
-
-TEST_F(ApplicationTest, TheWakeLockInhibitsTheDesktopsScreenSaver) {
-    ScreenSaver saver(busAddress());
-    startProbe({"--keep-awake"});
-    ASSERT_TRUE(eventually([&] { return saver.held == 1; }));
-    EXPECT_EQ(saver.reason, "Quillon streaming");
-    probe().signal(SIGTERM);
-    EXPECT_TRUE(eventually([&] { return saver.held == 0; }));
-    EXPECT_EQ(probe().waitForEnd(), 0);
-}
-
-TEST_F(ApplicationTest, TheWakeLockInhibitsAScreenSaverThatStartsLater) {
-    startProbe({"--keep-awake"});
-    ASSERT_TRUE(says("timer fired"));
-    ScreenSaver saver(busAddress());
-    EXPECT_TRUE(eventually([&] { return saver.held == 1; }));
 }
 
 }  // namespace

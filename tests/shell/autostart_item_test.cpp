@@ -42,7 +42,7 @@ TEST_F(AutostartItemTest, EnlistsAndWithdraws) {
     EXPECT_EQ(item.status(), Status::notRegistered);
     item.enlist();
     EXPECT_EQ(item.status(), Status::enabled);
-    EXPECT_NE(entry().find("\nExec=\"" + program.string() + "\"\n"), std::string::npos) << entry();
+    EXPECT_NE(entry().find("\nExec=\"" + program.string() + "\" --at-login\n"), std::string::npos) << entry();
     item.withdraw();
     EXPECT_EQ(item.status(), Status::notRegistered);
     EXPECT_TRUE(fs::is_empty(folder / "autostart"));
@@ -83,7 +83,8 @@ TEST_F(AutostartItemTest, QuotesWhatEntriesTreatSpecially) {
     const fs::path odd = folder / "50% of $HOME \"x\" `y` \\z";
     AutostartItem item(odd, folder / "autostart");
     item.enlist();
-    EXPECT_NE(entry().find("/50%% of \\\\$HOME \\\\\"x\\\\\" \\\\`y\\\\` \\\\\\\\z\"\n"), std::string::npos)
+    EXPECT_NE(entry().find("/50%% of \\\\$HOME \\\\\"x\\\\\" \\\\`y\\\\` \\\\\\\\z\" --at-login\n"),
+              std::string::npos)
         << entry();
 }
 

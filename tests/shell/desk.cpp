@@ -29,6 +29,7 @@ Desk::Desk() {
                    {"QT_QPA_PLATFORMTHEME", std::nullopt},
                    {"XDG_CURRENT_DESKTOP", std::nullopt}};
     std::filesystem::create_directory(folder_ / "run");
+    std::filesystem::permissions(folder_ / "run", std::filesystem::perms::owner_all);
 }
 
 Desk::~Desk() {
@@ -87,6 +88,7 @@ ChildProcess& Desk::startApplication() {
     std::error_code exists;
     std::filesystem::create_symlink(QUILLON_HOST, path("Quillon.app/QuillonHost"), exists);
     environment["USBMUXD_SOCKET_ADDRESS"] = "UNIX:" + path("mux").string();
+    environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=" + path("no-system-bus").string();
     probe_ = std::make_unique<ChildProcess>(applicationCommand(), environment);
     return *probe_;
 }

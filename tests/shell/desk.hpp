@@ -23,6 +23,7 @@ class Desk : public ::testing::Test {
 
     std::filesystem::path path(const std::string& name) const { return folder_ / name; }
     const std::string& busAddress() const { return busAddress_; }
+    const std::string& display() const { return server_->display(); }
 
     /// A tray of the XEmbed kind in the top right corner.
     void startTray();

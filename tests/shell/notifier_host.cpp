@@ -94,6 +94,10 @@ void NotifierHost::activate() {
 NotifierHost::Entry NotifierHost::openMenu() {
     callItem(kMenuPath, kMenu, QStringLiteral("AboutToShow"), {0});
     sendEvent(0, QStringLiteral("opened"));
+    return menuInStore();
+}
+
+NotifierHost::Entry NotifierHost::menuInStore() {
     const auto reply = callItem(kMenuPath, kMenu, QStringLiteral("GetLayout"), {0, -1, QStringList()});
     return entryFrom(reply.arguments().value(1).value<QDBusArgument>());
 }

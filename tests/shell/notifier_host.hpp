@@ -35,6 +35,8 @@ class NotifierHost {
     };
     /// Opens the menu as panels do, and reads it whole.
     Entry openMenu();
+    /// Reads it without a word that it opens, as some panels do.
+    Entry menuInStore();
     void chooseEntry(int id);
     void closeMenu();
 

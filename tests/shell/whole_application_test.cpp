@@ -1,113 +1,119 @@
-#include <fstream>
-#include <sstream>
-
-#include "tests/shell/desk.hpp"
-#include "tests/shell/notifier_host.hpp"
+#include "tests/shell/application_desk.hpp"
+#include "tests/shell/bus_object.hpp"
+#include "tests/shell/screen_saver.hpp"
 #include "tests/shell/toolkit.hpp"
+#include "tests/support/display_guardians.hpp"
 
-// The application as people have it, in a panel of the StatusNotifier kind, down to the stored settings.
+// The life of the application as people have it: first launch, second start, the ends that it may find.
 
 namespace quillon::testing {
 namespace {
 
-class WholeApplicationTest : public Desk {
+class WholeApplicationTest : public ApplicationDesk {
   protected:
-    void SetUp() override {
-        Desk::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        host = std::make_unique<NotifierHost>(busAddress());
+    /// No display of ours, and nobody who waits to take one away.
+    void expectNothingLeft() {
+        EXPECT_TRUE(hasMonitors(1));
+        EXPECT_TRUE(eventually([&] { return displayGuardians(display()).empty(); }));
     }
-
-    std::string contentOf(const std::string& name) const {
-        std::ifstream file(path(name));
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    ::testing::AssertionResult registers(size_t times) {
-        if (eventually([&] { return host->items().size() >= times; })) return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << "no item came\n" << probe().output();
-    }
-
-    /// Opens the menu anew and clicks an item in it.
-    void choose(const std::string& label) {
-        const auto menu = host->openMenu();
-        const auto* const entry = find(menu, QString::fromStdString(label));
-        ASSERT_NE(entry, nullptr) << label;
-        host->chooseEntry(entry->id);
-    }
-
-    ::testing::AssertionResult stores(const std::string& line) {
-        if (eventually(
-                [&] { return contentOf("config/Quillon/settings.ini").find(line) != std::string::npos; })) {
-            return ::testing::AssertionSuccess();
-        }
-        return ::testing::AssertionFailure() << "no " << line << " in\n"
-                                             << contentOf("config/Quillon/settings.ini") << probe().output();
-    }
-
-    void startWithMenu() {
-        std::filesystem::create_directories(path("config/Quillon"));
-        std::ofstream(path("config/Quillon/settings.ini"))
-            << "[Settings]\npopoverUI=false\nautoStart=false\n";
-        startApplication();
-        ASSERT_TRUE(registers(1));
-    }
-
-    std::unique_ptr<NotifierHost> host;
 };
 
-TEST_F(WholeApplicationTest, EachChoiceOfTheMenuReachesTheStore) {
-    startWithMenu();
+TEST_F(WholeApplicationTest, EachChoiceOfTheMenuReachesTheStoreWithoutADevice) {
+    storeSettings("popoverUI=false\nautoStart=false\n");
+    startApplication();
+    ASSERT_TRUE(registers());
     choose("Mirror Main Display");
     EXPECT_TRUE(stores("mirror=true"));
-    choose("Extend Display");
-    EXPECT_TRUE(stores("mirror=false"));
     choose("Balanced — 75% raster");
     EXPECT_TRUE(stores("quality.usb=balanced"));
-    choose("Fill — crop to the panel, loses edges");
-    EXPECT_TRUE(stores("scaling=fill"));
-    choose("Smooth — +~100 ms, less jerk");
-    EXPECT_TRUE(stores("smooth.usb=3"));
     choose("USB (cable)");
     EXPECT_TRUE(stores("transport=usb"));
-    choose("Left");
-    EXPECT_TRUE(stores("position=left"));
-    choose("Connect on Launch");
-    EXPECT_TRUE(stores("autoStart=true"));
-    choose("Prevent Display from Sleep");
-    EXPECT_TRUE(stores("preventSleep=true"));
-    choose("Overlay on iPad");
-    EXPECT_TRUE(stores("showOverlay=false"));
     choose("Quit Quillon");
     EXPECT_EQ(probe().waitForEnd(), 0) << probe().output();
 }
 
-TEST_F(WholeApplicationTest, LaunchAtLoginWritesAnEntryForThisBundle) {
-    startWithMenu();
-    choose("Launch at Login");
-    const auto entry = path("config/autostart/quillon.desktop");
-    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(entry); }));
-    EXPECT_NE(contentOf("config/autostart/quillon.desktop").find(path("Quillon.app/QuillonHost").string()),
-              std::string::npos);
-    choose("Launch at Login");
-    EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(entry); }));
+TEST_F(WholeApplicationTest, AFreshAccountStreamsAtOnceAndHasThePanel) {
+    startDevice();
+    ASSERT_EQ(settings(), "");
+    startApplication();
+    ASSERT_TRUE(registers());
+    ASSERT_TRUE(logs("state: iPad display"));
+    EXPECT_TRUE(logs("positioned right"));
+    EXPECT_TRUE(logs("prefs for USB: quality Best, smooth 0"));
+    EXPECT_TRUE(deviceSays("link \"USB\""));
+    EXPECT_TRUE(deviceSays("| Smooth Off | Fit\""));
+    EXPECT_TRUE(stores("autoStart=true"));
+    EXPECT_TRUE(storesNo("popoverUI"));
+    EXPECT_FALSE(std::filesystem::exists(path("config/autostart")));
+    // The item's click opens the panel; where panels only open menus, its one item does.
+    const auto menu = host->openMenu();
+    ASSERT_EQ(menu.children.size(), 1U);
+    EXPECT_EQ(menu.children[0].label().toStdString(), "Open Quillon");
+    host->activate();
+    EXPECT_TRUE(getsAWindow());
 }
 
-TEST_F(WholeApplicationTest, TheFrontEndsChangeOver) {
-    startWithMenu();
-    choose("Popover menu");
-    EXPECT_TRUE(stores("popoverUI=true"));
-    ASSERT_TRUE(registers(2));
-    EXPECT_TRUE(says("[Quillon] menu: popover front end"));
+TEST_F(WholeApplicationTest, TheNextStartDoesAsTheUserChose) {
+    startDevice();
+    storeSettings("autoStart=false\n");
+    startApplication();
+    ASSERT_TRUE(registers());
+    ASSERT_TRUE(logs("scan: Quillon on …blet-1 [usb]"));
+    EXPECT_FALSE(probe().printed("state: ", std::chrono::milliseconds(0))) << probe().output();
+    EXPECT_TRUE(stores("autoStart=false"));
 }
 
-TEST_F(WholeApplicationTest, ASecondStartEndsAtOnce) {
-    startWithMenu();
+TEST_F(WholeApplicationTest, ASecondStartBringsThePanelUp) {
+    storeSettings("popoverUI=false\nautoStart=false\n");
+    startApplication();
+    ASSERT_TRUE(registers());
+    ASSERT_TRUE(losesItsWindows());
     ChildProcess second(applicationCommand(), environment);
     EXPECT_EQ(second.waitForEnd(), 0) << second.output();
-    EXPECT_FALSE(probe().waitForEnd(std::chrono::milliseconds(0)));
+    EXPECT_EQ(second.output(), "Quillon runs already\n");
+    EXPECT_TRUE(getsAWindow());
+    EXPECT_TRUE(probe().isRunning());
+}
+
+TEST_F(WholeApplicationTest, AKilledOneLeavesNothingAndTheNextOneStreamsAgain) {
+    ScreenSaver saver(busAddress());
+    startDevice();
+    storeSettings("popoverUI=false\nautoStart=true\npreventSleep=true\n");
+    startApplication();
+    ASSERT_TRUE(logs("state: iPad display"));
+    ASSERT_TRUE(hasMonitors(2));
+    EXPECT_EQ(displayGuardians(display()).size(), 1U);
+    choose("Left");
+    ASSERT_TRUE(stores("position=left"));
+    probe().signal(SIGKILL);
+    ASSERT_TRUE(probe().waitForEnd());
+    EXPECT_TRUE(deviceSays("left after"));
+    expectNothingLeft();
+    EXPECT_TRUE(eventually([&] { return saver.held() == 0; }));
+    EXPECT_TRUE(stores("position=left"));
+
+    startApplication();
+    ASSERT_TRUE(registers(2));
+    ASSERT_TRUE(logs("state: iPad display"));
+    EXPECT_TRUE(deviceSays("picture "));
+    EXPECT_TRUE(isChecked("Left"));
+}
+
+TEST_F(WholeApplicationTest, ASignalWhileItStreamsTakesEverythingBack) {
+    ScreenSaver saver(busAddress());
+    startDevice();
+    storeSettings("popoverUI=false\nautoStart=true\npreventSleep=true\n");
+    startApplication();
+    ASSERT_TRUE(logs("state: iPad display"));
+    ASSERT_TRUE(hasMonitors(2));
+    EXPECT_TRUE(eventually([&] { return saver.held() == 1; }));
+    EXPECT_EQ(saver.reason(), "Quillon streaming");
+    probe().signal(SIGTERM);
+    EXPECT_EQ(probe().waitForEnd(), 0) << probe().output();
+    EXPECT_TRUE(deviceSays("left after"));
+    EXPECT_TRUE(eventually([&] { return saver.held() == 0; }));
+    expectNothingLeft();
+    EXPECT_TRUE(stores("preventSleep=true"));
 }
 
 }  // namespace

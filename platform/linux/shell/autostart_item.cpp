@@ -31,13 +31,16 @@ std::string quoted(const fs::path& path) {
     return result + '"';
 }
 
+/// The word by which a process knows that its entry started it.
+constexpr std::string_view kAtLogin = "--at-login";
+
 std::string entryFor(const fs::path& program) {
     return "[Desktop Entry]\n"
            "Type=Application\n"
            "Name=Quillon\n"
            "Comment=Use a tablet as a second display\n"
            "Exec=" +
-           quoted(program) +
+           quoted(program) + " " + std::string(kAtLogin) +
            "\n"
            "Icon=quillon\n"
            "Terminal=false\n"
@@ -109,6 +112,11 @@ fs::path AutostartItem::invokedProgram() {
     std::error_code ignored;
     // Not made canonical: the folder that makes it an application may be reached by a link.
     return fs::absolute(invoked, ignored).lexically_normal();
+}
+
+bool AutostartItem::startedThisProcess() {
+    const std::string line = contentOf("/proc/self/cmdline");
+    return line.find('\0' + std::string(kAtLogin) + '\0') != std::string::npos;
 }
 
 }  // namespace quillon

@@ -20,6 +20,8 @@ class AutostartItem : public LoginItem {
     static std::filesystem::path defaultFolder();
     /// This program by the path by which it was started, which says that it is an application.
     static std::filesystem::path invokedProgram();
+    /// Was this program started by such an entry, while the desktop is perhaps still being built?
+    static bool startedThisProcess();
 
   private:
     const std::filesystem::path program_;

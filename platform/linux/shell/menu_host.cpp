@@ -7,8 +7,9 @@ namespace quillon {
 
 namespace {
 
-/// Not every panel tells that its menu has closed; after this time it is taken for closed.
-constexpr auto kLongestOpening = std::chrono::seconds(60);
+/// Not every panel tells that its menu has closed, and some say that it opens when they only look into it;
+/// after this time it is taken for closed.
+constexpr auto kLongestOpening = std::chrono::seconds(20);
 
 }  // namespace
 
@@ -35,11 +36,9 @@ void MenuHost::watch(MenuView& menu) {
 
 void MenuHost::opens(MenuView& menu) {
     if (menu.isVisible()) return;
-    patience_.start();
-    if (isOpen_) return;
     menu.setContent(callbacks_.menuNeedsUpdate());
-    isOpen_ = true;
-    callbacks_.menuWillOpen();
+    if (&menu == &exported_) patience_.start();
+    if (!std::exchange(isOpen_, true)) callbacks_.menuWillOpen();
 }
 
 void MenuHost::closed() {

@@ -1,7 +1,9 @@
 #include "platform/linux/shell/qt_shell.hpp"
 
+#include <QSessionManager>
 #include <QStyleFactory>
 #include <chrono>
+#include <string>
 #include <utility>
 
 #include "platform/linux/shell/icons.hpp"
@@ -11,15 +13,19 @@ namespace quillon {
 
 namespace {
 
-/// A desktop that has just started may take this long to show its tray.
+/// How long a desktop may take to show its tray: when it stands, and when it is just being built.
 constexpr auto kTrayPatience = std::chrono::seconds(4);
+constexpr auto kTrayPatienceAtLogin = std::chrono::seconds(30);
 
 std::unique_ptr<QApplication> makeApplication() {
     // Windows of ours go where they belong, at the pointer; only X11 lets them.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
-    static int count = 1;
-    static char name[] = "Quillon";
-    static char* words[] = {name, nullptr};
+    // The first word is what a session manager takes for the program; windows are of "quillon" all the same.
+    static std::string program = AutostartItem::invokedProgram();
+    static char option[] = "-name";
+    static char name[] = "quillon";
+    static char* words[] = {program.data(), option, name, nullptr};
+    static int count = 3;
     QCoreApplication::setApplicationName(QStringLiteral("Quillon"));
     QGuiApplication::setDesktopFileName(QStringLiteral("quillon"));
     auto application = std::make_unique<QApplication>(count, words);
@@ -49,8 +55,14 @@ void QtShell::run(ApplicationCallbacks callbacks) {
                      [&callbacks](Qt::ApplicationState state) {
                          if (state == Qt::ApplicationActive) callbacks.didBecomeActive();
                      });
-    QTimer::singleShot(kTrayPatience, &watched, [this, &callbacks] {
-        if (places_.kind() == TrayPlaces::Kind::none) callbacks.hasNoStatusArea();
+    // Whether it starts with the next login is for the user to say, by `loginItem`.
+    QObject::connect(application_.get(), &QGuiApplication::saveStateRequest, &watched,
+                     [](QSessionManager& manager) { manager.setRestartHint(QSessionManager::RestartNever); });
+    const auto patience = AutostartItem::startedThisProcess() ? kTrayPatienceAtLogin : kTrayPatience;
+    QTimer::singleShot(patience, &watched, [this, &callbacks, &watched] {
+        if (places_.kind() != TrayPlaces::Kind::none) return;
+        QObject::connect(&places_, &TrayPlaces::found, &watched, callbacks.gotStatusArea);
+        callbacks.hasNoStatusArea();
     });
     host_.watchReopening(callbacks.wasReopened);
     QApplication::exec();

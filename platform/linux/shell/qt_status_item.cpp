@@ -55,10 +55,7 @@ void QtStatusItem::appear() {
 
 void QtStatusItem::setLook(const StatusItemLook& look) {
     look_ = look;
-    if (icon_) {
-        draw();
-        menu_.refreshExported();
-    }
+    if (icon_) draw();
 }
 
 void QtStatusItem::draw() {

@@ -21,6 +21,7 @@ class QtStatusItem : public StatusItem {
     QtStatusItem(TrayPlaces& places, MenuCallbacks menu);
 
     void setLook(const StatusItemLook& look) override;
+    void menuChanged() override { menu_.refreshExported(); }
 
   private:
     QtStatusItem(TrayPlaces& places, MenuCallbacks menu, std::function<void()> onClick);

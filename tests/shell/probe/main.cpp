@@ -47,6 +47,10 @@ class Probe {
                      .wasReopened =
                          [this] {
                              say("reopened");
+                             if (lock_) {
+                                 lock_.reset();
+                                 say("lock given back");
+                             }
                              show();
                          },
                      .hasNoStatusArea =
@@ -54,6 +58,7 @@ class Probe {
                              say("no status area");
                              show();
                          },
+                     .gotStatusArea = [] { say("status area came"); },
                      .willTerminate = [] { say("terminating"); }});
         panel_.reset();
         item_.reset();
@@ -101,11 +106,12 @@ class Probe {
 
     void makeItem() {
         if (has("--menu")) {
-            item_ = shell_->makeStatusItem(
-                MenuCallbacks{.menuNeedsUpdate = [this] { return sampleMenu(content().status); },
-                              .menuWillOpen = [] { say("menu opens"); },
-                              .menuDidClose = [] { say("menu closed"); },
-                              .onAction = [this](const MenuItem& it) { chosen(it); }});
+            item_ = shell_->makeStatusItem(MenuCallbacks{
+                .menuNeedsUpdate =
+                    [this] { return sampleMenu(content().status, valueOf("--device", "Studio tablet")); },
+                .menuWillOpen = [] { say("menu opens"); },
+                .menuDidClose = [] { say("menu closed"); },
+                .onAction = [this](const MenuItem& it) { chosen(it); }});
         } else {
             item_ = shell_->makeStatusItem([this] {
                 say("clicked");

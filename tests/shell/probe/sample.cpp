@@ -62,7 +62,7 @@ PanelContent samplePanel(const std::string& state, bool mirror) {
     mode.style = PanelRow::Style::segments;
     PanelRow device = row("device", "Device", "",
                           {{"", "Automatic", "whatever is there"},
-                           {"tablet-1|", "Studio_tablet & Co", "USB only"},
+                           {"tablet-1|", "Studio tablet", "USB only"},
                            {"|192.168.1.20", "Sofa", "Wi-Fi only"}});
     device.button = PanelButton{"rescan", "Scan Again", "Look for devices that run Quillon"};
     PanelRow resolution = row("resolution", "Resolution", "1024x768",
@@ -113,7 +113,7 @@ PanelContent samplePanel(const std::string& state, bool mirror) {
     return content;
 }
 
-Menu sampleMenu(const std::string& statusLine) {
+Menu sampleMenu(const std::string& statusLine, const std::string& deviceName) {
     const auto item = [](std::string title, std::string action) {
         return MenuItem{.title = std::move(title), .action = std::move(action)};
     };
@@ -125,7 +125,7 @@ Menu sampleMenu(const std::string& statusLine) {
     MenuItem mirror = item("Mirror Main Display", "mirror");
     mirror.key = "2";
     MenuItem device = item("Device — Automatic", "");
-    MenuItem tablet = item("Studio_tablet & Co", "device");
+    MenuItem tablet = item(deviceName, "device");
     tablet.representedObject = "tablet-1|";
     tablet.toolTip = "USB only";
     device.submenu = {item("Automatic", "device"), tablet, MenuItem::separator(),

@@ -12,6 +12,6 @@ namespace quillon::testing {
 PanelContent samplePanel(const std::string& state, bool mirror);
 
 /// A menu with all that menus can have.
-Menu sampleMenu(const std::string& statusLine);
+Menu sampleMenu(const std::string& statusLine, const std::string& deviceName);
 
 }  // namespace quillon::testing

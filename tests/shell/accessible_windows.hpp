@@ -1,0 +1,44 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+
+#include "tests/shell/bus_object.hpp"
+
+namespace quillon::testing {
+
+/// The windows of a program as screen readers get them, by AT-SPI on a test's session bus: where its controls
+/// lie and whether they are checked. Made before the program starts.
+class AccessibleWindows {
+  public:
+    explicit AccessibleWindows(const std::string& busAddress);
+
+    /// In the program's environment: somebody listens.
+    static constexpr const char* kSwitch = "QT_LINUX_ACCESSIBILITY_ALWAYS_ON";
+
+    struct Control {
+        int x = 0;  ///< its middle, pixels of the screen
+        int y = 0;
+        bool checked = false;
+        bool enabled = false;
+    };
+    /// All controls that are shown now, by their names.
+    std::multimap<std::string, Control> controls();
+
+  private:
+    struct Reference {
+        QString service;
+        QString path;
+    };
+    bool answer(const QDBusMessage& call, QDBusConnection bus);
+    QDBusMessage ask(const Reference& object, const QString& interface, const QString& method,
+                     const QVariantList& arguments = {});
+    void collect(const Reference& object, std::multimap<std::string, Control>& found);
+
+    QString program_;
+    BusObject launcher_;  ///< tells where the bus is for all this: it is the session's own
+    BusObject registry_;
+};
+
+}  // namespace quillon::testing
