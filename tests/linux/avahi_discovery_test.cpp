@@ -292,7 +292,7 @@ TEST_F(AvahiDiscoveryTest, AFloodOfServicesHidesNoDevice) {
         flood.push_back({"flood " + std::to_string(i), 5555, "nowhere.local", {}, {}});
     announce(flood);
     announce({at("after", {"192.168.1.31"})});
-    const auto found = logging([&] { return discovery.discoverAll(4s); });
+    const auto found = logging([&] { return discovery.discoverAll(10s); });
     EXPECT_THAT(found,
                 ::testing::UnorderedElementsAre(Endpoint{"192.168.1.30", 5555, "before", std::nullopt},
                                                 Endpoint{"192.168.1.31", 5555, "after", std::nullopt}));

@@ -94,7 +94,7 @@ xcb_window_t TestWindows::open(const PixelRect& place, const Kind& kind) {
         xcb_flush(connection_);
         if (!kind.overrideRedirect && hasManager()) eventually([&] { return isManaged(window); });
     }
-    frame(window);  // a round trip
+    isManaged(window);  // a round trip
     return window;
 }
 
