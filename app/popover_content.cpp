@@ -113,7 +113,7 @@ PanelRow resolutionRow(const PopoverSnapshot& snapshot) {
     return row;
 }
 
-PanelPermission permission(std::string label, bool granted, Kind settings, bool asked) {
+PanelPermission permission(const std::string& label, bool granted, Kind settings, bool asked) {
     PanelPermission permission{
         .label = label,
         .granted = granted,

@@ -163,7 +163,7 @@ class Draft {
 fs::path placeAside(const fs::path& file) {
     std::error_code ignored;
     for (int number = 1;; ++number) {
-        const fs::path place = file.string() + ".damaged" + (number > 1 ? "." + std::to_string(number) : "");
+        fs::path place = file.string() + ".damaged" + (number > 1 ? "." + std::to_string(number) : "");
         if (!fs::exists(fs::symlink_status(place, ignored))) return place;
     }
 }

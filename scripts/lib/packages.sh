@@ -43,6 +43,9 @@ declare -A QUILLON_PACKAGES=(
     [screenshots]="xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils x11-utils xdotool
         openbox trayer dbus-daemon maim fonts-dejavu-core"
 
+    # Looking for slips.
+    [tidy]="clang-16 clang-tidy-16"
+
     [fuzz]="clang-16 libclang-rt-16-dev"
 
     # Type-checking for the Mac. Clang 16 knows less of today's Objective-C++, and Clang 14 none of its C++
