@@ -130,13 +130,6 @@ PicturePtr PictureRing::newest() const {
     return newest_ == kNone ? nullptr : slots_[newest_].picture;
 }
 
-bool PictureRing::hasSpares() const {
-    for (size_t i = 0; i < slots_.size(); ++i) {
-        if (isSpare(i)) return true;
-    }
-    return false;
-}
-
 void PictureRing::dropSpares() {
     for (size_t i = slots_.size(); i-- > 0;) {
         if (!isSpare(i)) continue;

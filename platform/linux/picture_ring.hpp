@@ -37,9 +37,9 @@ class PictureRing {
     /// The newest picture; null before the first `publish`.
     PicturePtr newest() const;
 
-    /// Are there pictures that nobody reads, besides the newest?
-    bool hasSpares() const;
-    /// Gives their memory back.
+    /// How many pictures have been made.
+    size_t pictures() const { return slots_.size(); }
+    /// Gives those back that nobody reads, but the newest.
     void dropSpares();
 
   private:

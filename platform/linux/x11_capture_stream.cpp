@@ -21,8 +21,9 @@ constexpr auto kAskAgain = 4ms;
 /// How much earlier than 1/fps after the last picture the next may come when that one was late. So the
 /// pictures keep to a grid of 1/fps: a late one neither lowers the rate nor delays all that follow.
 constexpr auto kCatchUp = 4ms;
-/// After so long a rest the copies of the last picture are given back.
-constexpr auto kSparesKept = 500ms;
+/// After so long a rest the copies of the last picture are given back. A caret that blinks and a clock that
+/// shows seconds go on with those that they have.
+constexpr auto kSparesKept = 3s;
 /// A mode change may switch the display off for a moment.
 constexpr auto kMissingLimit = 1s;
 
@@ -132,7 +133,7 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
 
 /// Nothing changes: a while after the last picture its copies go.
 std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::rest(Clock::time_point now) {
-    if (!ring_.hasSpares()) return std::nullopt;
+    if (ring_.pictures() < 2) return std::nullopt;
     if (now < due_ + kSparesKept) return due_ + kSparesKept - now;
     ring_.dropSpares();
     return std::nullopt;
