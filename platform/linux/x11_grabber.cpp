@@ -57,16 +57,20 @@ X11Grabber::X11Grabber(X11Connection& connection, const PixelRect& place, Way fa
     : connection_(connection), c_(connection.get()) {
     requireBgrx(connection);
     requireExtensions();
-    way_ = std::max(fastest, fastestWay());
-    setPlace(place);
-    reportSlowWay();
     const uint32_t gcValues[] = {XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
     gc_ = xcb_generate_id(c_);
     xcb_create_gc(c_, gc_, connection.root(), XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES, gcValues);
     region_ = xcb_generate_id(c_);
     xcb_xfixes_create_region(c_, region_, 0, nullptr);
     damage_ = xcb_generate_id(c_);
-    xcb_damage_create(c_, damage_, connection.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    const auto cookie =
+        xcb_damage_create_checked(c_, damage_, connection.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    // It begins with the report of a change. That has come with this answer, so nobody takes it for one that
+    // follows the first picture.
+    if (owned(xcb_request_check(c_, cookie))) throw CaptureFailure("the X server does not tell what changes");
+    way_ = std::max(fastest, fastestWay());
+    setPlace(place);
+    reportSlowWay();
 }
 
 X11Grabber::~X11Grabber() {
