@@ -256,8 +256,9 @@ class X264Encoder : public VideoEncoder {
         const auto passed =
             std::chrono::duration_cast<std::chrono::microseconds>(clock_.now() - current_.handedIn);
         const int64_t time = current_.time + passed.count();
-        if (rate_.canRefine(requestFor(time, probe_.still()))) {
-            encodeFrame(time);
+        const bool isOverdue = patience_ * 2 > kLongestPatience;
+        if (rate_.canRefine(requestFor(time, probe_.still(), isOverdue))) {
+            encodeFrame(time, isOverdue);
             scheduleImprovement(kBetweenRefinements);
         } else {
             nextImprovement_ = SteadyClock::now() + patience_;
@@ -276,10 +277,11 @@ class X264Encoder : public VideoEncoder {
     }
 
     /// Encodes the current picture with all that has changed since the last frame, and delivers it.
-    void encodeFrame(int64_t presentationTime) {
+    void encodeFrame(int64_t presentationTime, bool isOverdue = false) {
         const int64_t time = std::max(presentationTime, lastTime_);
         lastTime_ = time;
-        const RateController::Request request = requestFor(time, probe_.look(planes_[0], changes_));
+        const RateController::Request request =
+            requestFor(time, probe_.look(planes_[0], changes_), isOverdue);
         const bool isKey = request.kind == RateController::Kind::key;
         const int qp = rate_.choose(request);
         const X264Session::Frame frame =
@@ -303,12 +305,13 @@ class X264Encoder : public VideoEncoder {
                              .presentationMicroseconds = time});
     }
 
-    RateController::Request requestFor(int64_t time, const PictureContent& content) const {
+    RateController::Request requestFor(int64_t time, const PictureContent& content, bool isOverdue) const {
         const bool isKey = cadence_.isDue(time);
         return {.kind = isKey ? RateController::Kind::key : RateController::Kind::change,
                 .time = time,
                 .nextKey = cadence_.next(),
-                .content = content};
+                .content = content,
+                .isOverdue = isOverdue};
     }
 
     /// Reports a frame that did not come about; the next one begins anew.

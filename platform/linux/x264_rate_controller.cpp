@@ -40,6 +40,8 @@ constexpr double kLargestKeyFrame = 0.5;
 constexpr double kLargestRefinement = 0.17;
 constexpr double kLargestImprovement = 0.25;
 constexpr double kGrowthAtRest = 0.25;  // a second
+/// What is expected of an improvement that has waited for long; it will rather be a fraction of that.
+constexpr double kLargestOverdue = 4;
 /// On a link that is known to be too slow for the bit rate: so many seconds of the link.
 constexpr double kLongestOnLink = 0.07;
 /// Refinements leave the rest of a second's bits to what happens next.
@@ -193,6 +195,7 @@ int RateController::chooseForKey(const Request& request) const {
     for (int qp = moves ? keyQp() : kFinestQp; qp < kCoarsestQp; ++qp) {
         plan.now = keySizes_.bits(request.content.detail, qp);
         if (plan.now <= most && sent_.allows(plan, 1)) return qp;
+        if (request.isOverdue && qp == settledQp_ - 1 && plan.now <= bitrate_ * kLargestOverdue) return qp;
     }
     return kCoarsestQp;
 }
@@ -205,6 +208,9 @@ int RateController::chooseAtRest(const Request& request) const {
         plan.following = changeSizes_.bits(request.content.change, qp);
         plan.now = plan.following + refinementBits(request.content, qp);
         if (plan.now <= most && sent_.allows(plan, share)) return qp;
+        // Nobody knows what a picture that has just come to rest costs; the smallest step tells.
+        const bool isLeastStep = qp == std::max(kFinestQp, settledQp_ - kStepOfRefinement);
+        if (request.isOverdue && isLeastStep && plan.now <= bitrate_ * kLargestOverdue) return qp;
     }
     return kCoarsestQp;
 }
@@ -336,8 +342,8 @@ void RateController::learnAtRest(const Request& request, int qp, double bits) {
 bool RateController::canRefine(const Request& request) {
     if (isMoving(request)) return false;
     const int qp = choose(request);
-    // A key frame that is due comes first, however little it improves; the steps go on from it.
-    if (request.kind == Kind::key) return qp <= settledQp_;
+    // A key frame that is due comes first, though it improves little: the steps go on from it.
+    if (request.kind == Kind::key) return qp < settledQp_;
     return qp <= settledQp_ - kStepOfRefinement || (qp < settledQp_ && qp <= kFinestQp);
 }
 

@@ -94,6 +94,7 @@ class RateController {
         int64_t time = 0;
         int64_t nextKey = 0;  ///< time of the next key frame that the cadence asks for
         PictureContent content;
+        bool isOverdue = false;  ///< an improvement that has waited for as long as it may
     };
 
     /// Bit rate in bits per second.

@@ -291,6 +291,25 @@ TEST(RateControllerTest, AKeyFrameDueAtRestDoesNotKeepAPictureCoarseOnASlowLink)
     EXPECT_LE(qp, 30);
 }
 
+TEST(RateControllerTest, AnOverdueImprovementComesAlthoughItSeemsTooLarge) {
+    constexpr int kMacroblocks = 12288;
+    RateController rate(18'000'000, 30, kMacroblocks);
+    rate.setLink(600'000);
+    runMotion(rate, {.complexity = 60, .steps = 12}, 30, 50, kMacroblocks);
+    RateController::Request request{.time = 50 * kSecond / 30,
+                                    .nextKey = INT64_MAX,
+                                    .content = {kMacroblocks, 20.0 * kMacroblocks, 8.0 * kMacroblocks}};
+    rate.encoded(request, rate.choose(request), 20'000);
+    request.content = {.detail = 8.0 * kMacroblocks};
+    for (int i = 0; i < 200 && !rate.isRefined(); ++i) {
+        request.time += 4 * kSecond;
+        request.isOverdue = true;
+        if (!rate.canRefine(request)) break;
+        rate.encoded(request, rate.choose(request), 10'000);
+    }
+    EXPECT_TRUE(rate.isRefined());
+}
+
 TEST(RateControllerTest, NothingIsRefinedWhileTheScreenMoves) {
     constexpr int kMacroblocks = 12288;
     RateController rate(18'000'000, 30, kMacroblocks);
