@@ -217,8 +217,10 @@ TEST_F(AvahiDiscoveryTest, WithoutADaemonItSaysSoAndTakesItsTime) {
 }
 
 TEST_F(AvahiDiscoveryTest, ADaemonThatComesDuringTheSearchIsUsed) {
+    ASSERT_TRUE(daemon.startBus());
     std::thread later([this] {
-        start();
+        std::this_thread::sleep_for(700ms);  // the search has begun, and found no daemon
+        ASSERT_TRUE(daemon.startDaemon()) << daemon.output();
         announce({at("tablet", {"192.168.1.30"})});
     });
     const auto found = logging([&] { return discovery.discover(20s); });
