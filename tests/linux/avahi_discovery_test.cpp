@@ -3,9 +3,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <thread>
 
+#include "base/log.hpp"
 #include "platform/linux/avahi_service_browser.hpp"
 #include "platform/linux/run_loop.hpp"
 #include "tests/support/avahi_daemon.hpp"
@@ -55,6 +59,18 @@ class AvahiDiscoveryTest : public ::testing::Test {
         auto result = search();
         log = ::testing::internal::GetCapturedStderr();
         return result;
+    }
+    /// Waits until the log's file says so beyond its first `begin` bytes.
+    static bool becomesLogged(const std::string& text, uintmax_t begin) {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            std::ifstream file(Log::url());
+            file.seekg(static_cast<std::streamoff>(begin));
+            const std::string more{std::istreambuf_iterator<char>(file), {}};
+            if (more.find(text) != std::string::npos) return true;
+            std::this_thread::sleep_for(10ms);
+        }
+        return false;
     }
     double seconds() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -218,8 +234,10 @@ TEST_F(AvahiDiscoveryTest, WithoutADaemonItSaysSoAndTakesItsTime) {
 
 TEST_F(AvahiDiscoveryTest, ADaemonThatComesDuringTheSearchIsUsed) {
     ASSERT_TRUE(daemon.startBus());
-    std::thread later([this] {
-        std::this_thread::sleep_for(700ms);  // the search has begun, and found no daemon
+    const auto loggedBefore =
+        std::filesystem::exists(Log::url()) ? std::filesystem::file_size(Log::url()) : 0;
+    std::thread later([this, loggedBefore] {
+        ASSERT_TRUE(becomesLogged("didNotSearch", loggedBefore)) << "the search finds no daemon";
         ASSERT_TRUE(daemon.startDaemon()) << daemon.output();
         announce({at("tablet", {"192.168.1.30"})});
     });
