@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <future>
@@ -145,7 +147,12 @@ TEST_F(PosixSocketsTest, ASignalDoesNotEndAReceive) {
     ptrdiff_t count = 0;
     uint8_t byte = 0;
     std::thread reader([&, fd = host.get()] { count = sockets.receive(fd, {&byte, 1}, Sockets::Fill::any); });
-    pthread_kill(reader.native_handle(), SIGUSR1);
+    // Again until it has come: a sanitizer holds back one that comes a moment before the thread waits.
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    pollfd handled{observer.get(), POLLIN, 0};
+    do {
+        pthread_kill(reader.native_handle(), SIGUSR1);
+    } while (poll(&handled, 1, 20) == 0 && std::chrono::steady_clock::now() < deadline);
     EXPECT_EQ(test::receivedText(observer.get(), 1), "!");
     test::sendText(device.get(), "a");
     reader.join();
