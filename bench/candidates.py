@@ -121,20 +121,20 @@ class QuillonHost:
     name = "QuillonHost"
     build = None  # set once by the caller
     environment = {}  # what the host gets besides
+    receiving = ["--no-decode"]  # as little work as the peers' receivers have
     streaming = "[session] Mirroring"  # its word that it streams
 
     def __init__(self, screen, fps, folder, label):
         self.stream_path = os.path.join(folder, f"{label}.h264")
         base = os.path.join(folder, label)
-        self.counter_log, self.message_log = base + ".counters", base + ".messages"
-        self.summary_path = base + ".json"
+        self.message_log, self.summary_path = base + ".messages", base + ".json"
         mux = os.path.join(folder, "mux.sock")
         if os.path.exists(mux):
             os.unlink(mux)
         self._device = Program(
-            [os.path.join(self.build, "device", "quillon-device"), "--headless", "--no-tcp", "--usbmux", mux,
-             "--panel", screen.size, "--record", self.stream_path, "--counter-log", self.counter_log, "--message-log",
-             self.message_log, "--json", self.summary_path],
+            [os.path.join(self.build, "device", "quillon-device"), "--headless", *self.receiving, "--no-tcp",
+             "--usbmux", mux, "--panel", screen.size, "--record", self.stream_path, "--message-log", self.message_log,
+             "--json", self.summary_path],
             base + ".device.log", end_signal=signal.SIGTERM)
         try:
             wait_until(lambda: self._device.require_running() or os.path.exists(mux), 5, "the device's mux server")

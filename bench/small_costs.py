@@ -49,10 +49,13 @@ def wakeups_at_rest(bench, screen):
 
 def first_pictures(bench, screen, times):
     """Milliseconds from the accepted link to the first shown picture, by the device's clock."""
+    class Watched(QuillonHost):
+        receiving = []  # and showing
+
     samples = []
     with Scene(bench.build, screen, "motion", FPS, bench.folder):
         for number in range(times):
-            with QuillonHost(screen, FPS, bench.folder, f"first-{number}") as host:
+            with Watched(screen, FPS, bench.folder, f"first-{number}") as host:
                 host.wait_for_stream()
                 time.sleep(0.5)
             with open(host.summary_path) as file:

@@ -76,9 +76,12 @@ void Device::serveHost(LinkServer::Host host) {
         state.pointer = {};
     });
 
-    StreamReceiver receiver(link, screen_, statistics_, recording_, messageLog_, [this](const auto& frame) {
-        if (shown_ == Shown::whenDecoded) frameShown(*frame);
-    });
+    const auto frames =
+        options_.decodes ? StreamReceiver::Frames::decoded : StreamReceiver::Frames::undecoded;
+    StreamReceiver receiver(link, frames, screen_, statistics_, recording_, messageLog_,
+                            [this](const auto& frame) {
+                                if (shown_ == Shown::whenDecoded) frameShown(*frame);
+                            });
     const std::string reason =
         link->run(server_.stopDescriptor(), [&](Message& message) { receiver.take(message); });
 

@@ -162,6 +162,8 @@ constexpr OptionRule kRules[] = {
 
     {"--headless", "", "no window; every decoded frame counts as shown",
      [](Options& o, std::string_view) { return setFlag(o.headless); }},
+    {"--no-decode", "", "decode nothing: every received frame counts as shown; to measure a host beside it",
+     [](Options& o, std::string_view) { return setFlag(o.decodes, false); }},
     {"--window", "WxH", "the window's size at first (default: the panel's, as far as the desktop allows)",
      [](Options& o, std::string_view v) { return storeParsed(o.window, parseSize(v)); }},
     {"--view-only", "", "the mouse over the window touches nothing",
@@ -231,6 +233,9 @@ Options parseOptions(std::span<const char* const> arguments) {
         throw OptionError("--no-tcp needs --usbmux: no host could reach the device");
     if (!options.tcp && options.announcedName)
         throw OptionError("--announce needs TCP: --no-tcp leaves nothing to announce");
+    if (!options.decodes && (!options.headless || options.snapshotFile || options.counterLog))
+        throw OptionError(
+            "--no-decode needs --headless, and leaves no picture for --snapshot or --counter-log");
     if (options.followWindow && options.headless) throw OptionError("--follow-window needs a window");
     return options;
 }

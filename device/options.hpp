@@ -46,6 +46,7 @@ struct Options {
 
     // What the user sees and does.
     bool headless = false;
+    bool decodes = true;                  ///< or every frame that has come counts as shown
     std::optional<Size> window;           ///< its size at first; as large as the desktop allows without
     bool viewOnly = false;                ///< the window's mouse touches nothing
     bool followWindow = false;            ///< report the window's size as the panel

@@ -14,9 +14,9 @@
 
 namespace quillon::device {
 
-/// A decoded frame on its way to the user's eyes.
+/// A frame on its way to the user's eyes.
 struct Frame {
-    DecodedPicturePtr picture;
+    DecodedPicturePtr picture;  ///< null for one that stays undecoded and is never on the screen
     FrameTimes times;
     std::shared_ptr<HostLink> link;  ///< where it came from, and is acknowledged
 };

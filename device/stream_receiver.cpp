@@ -5,9 +5,11 @@
 
 namespace quillon::device {
 
-StreamReceiver::StreamReceiver(std::shared_ptr<HostLink> link, Screen& screen, Statistics& statistics,
-                               OutputFile& recording, OutputFile& messageLog, FrameReady frameReady)
+StreamReceiver::StreamReceiver(std::shared_ptr<HostLink> link, Frames frames, Screen& screen,
+                               Statistics& statistics, OutputFile& recording, OutputFile& messageLog,
+                               FrameReady frameReady)
     : link_(std::move(link)),
+      frames_(frames),
       screen_(screen),
       statistics_(statistics),
       recording_(recording),
@@ -43,10 +45,13 @@ void StreamReceiver::take(const Message& message) {
 }
 
 void StreamReceiver::takeFrame(const Message& message) {
-    const VideoDecoder::Result result = decoder_.decode(message.payload);
+    const bool decodes = frames_ == Frames::decoded;
+    const VideoDecoder::Result result =
+        decodes ? decoder_.decode(message.payload) : decoder_.pass(message.payload);
     const FrameTimes times{message.header.pts, message.arrival, message.complete, Clock::now()};
     statistics_.decoded(result, times);
     recording_.write(decoder_.lastAnnexB());
+    if (!decodes) frameReady_(std::make_shared<const Frame>(Frame{nullptr, times, link_}));
     if (!result.picture) return;
     if (result.picture->size() != pictureSize_) {
         pictureSize_ = result.picture->size();

@@ -12,10 +12,12 @@ namespace quillon::device {
 /// Turns the messages of one link into what the screen shows. Link thread.
 class StreamReceiver {
   public:
-    /// `frameReady` gets each decoded frame after the screen has it.
+    enum class Frames { decoded, undecoded };
+    /// `frameReady` gets each frame: a decoded one after the screen has it, an undecoded one without a
+    /// picture.
     using FrameReady = std::function<void(const std::shared_ptr<const Frame>&)>;
 
-    StreamReceiver(std::shared_ptr<HostLink> link, Screen& screen, Statistics& statistics,
+    StreamReceiver(std::shared_ptr<HostLink> link, Frames frames, Screen& screen, Statistics& statistics,
                    OutputFile& recording, OutputFile& messageLog, FrameReady frameReady);
 
     void take(const Message& message);
@@ -28,6 +30,7 @@ class StreamReceiver {
     void log(const Message& message);
 
     std::shared_ptr<HostLink> link_;
+    const Frames frames_;
     Screen& screen_;
     Statistics& statistics_;
     OutputFile& recording_;

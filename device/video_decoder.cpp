@@ -62,7 +62,7 @@ bool VideoDecoder::configure(ByteView parameterSets) {
     return true;
 }
 
-VideoDecoder::Result VideoDecoder::decode(ByteView accessUnit) {
+VideoDecoder::Result VideoDecoder::pass(ByteView accessUnit) {
     Result result;
     packetBytes_ = parameterSets_;
     if (!appendAnnexB(packetBytes_, accessUnit)) {
@@ -72,7 +72,12 @@ VideoDecoder::Result VideoDecoder::decode(ByteView accessUnit) {
     }
     parameterSets_.clear();
     result.missingReference = !order_.accept(accessUnit);
+    return result;
+}
 
+VideoDecoder::Result VideoDecoder::decode(ByteView accessUnit) {
+    Result result = pass(accessUnit);
+    if (result.failed) return result;
     const size_t size = packetBytes_.size();
     packetBytes_.resize(size + AV_INPUT_BUFFER_PADDING_SIZE);  // the decoder reads past the end
     packet_->data = packetBytes_.data();

@@ -53,8 +53,10 @@ class VideoDecoder {
 
     /// Decodes one access unit, length-prefixed.
     Result decode(ByteView accessUnit);
+    /// Takes one as `decode` does, but leaves it undecoded.
+    Result pass(ByteView accessUnit);
 
-    /// The bytes of the last `decode` as they belong into an Annex B file, parameter sets included.
+    /// The bytes of the last access unit as they belong into an Annex B file, parameter sets included.
     ByteView lastAnnexB() const { return packetBytes_; }
 
   private:

@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "device/annex_b.hpp"
 #include "scripted_host.hpp"
 #include "video_sample.hpp"
 
@@ -254,6 +255,32 @@ TEST_F(DeviceStreamTest, records_a_stream_and_logs_its_frames) {
     EXPECT_TRUE(frames.starts_with("1000 ")) << frames;
     EXPECT_THAT(frames, HasSubstr(" -\n2000 ")) << "no counter in this picture";
     EXPECT_THAT(contentOf(*options_.messageLog), HasSubstr(" 6 9 0 0.500000 0.250000\n"));
+}
+
+TEST_F(DeviceStreamTest, undecoded_frames_are_acknowledged_and_recorded) {
+    options_.decodes = false;
+    options_.mirroredDisplay = Size{1024, 768};
+    options_.recordFile = folder_ / "stream.h264";
+    start();
+    ScriptedHost host(device_->port());
+    host.readGreeting();
+    sendStart(host);
+    for (size_t i = 0; i < sample_.frames.size(); ++i) {
+        sendFrame(host, i);
+        const auto answer = host.readUntil(MessageType::acknowledgement);
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->header.pts, 1000 * (i + 1));
+    }
+    device_->touch(wire::Input::press, {0.5, 0.5});  // where on the display: known without a picture
+    EXPECT_TRUE(host.readUntil(MessageType::input));
+    const std::string told = summary();
+    EXPECT_THAT(told, HasSubstr(R"("framesShown": 4)"));
+    EXPECT_THAT(told, HasSubstr(R"("framesDecoded": 0)"));
+    device_.reset();
+    Bytes stream;
+    ASSERT_TRUE(appendAnnexB(stream, sample_.parameterSets));
+    for (const Bytes& frame : sample_.frames) ASSERT_TRUE(appendAnnexB(stream, frame));
+    EXPECT_EQ(contentOf(*options_.recordFile), std::string(stream.begin(), stream.end()));
 }
 
 TEST_F(DeviceStreamTest, fault_no_ack_still_keeps_alive) {

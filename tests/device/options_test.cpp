@@ -116,6 +116,9 @@ TEST(DeviceOptions, refuse_with_a_reason) {
     EXPECT_THAT(errorOf({"--panel", "100x200"}), HasSubstr("WxH"));
     EXPECT_THAT(errorOf({"--no-tcp"}), HasSubstr("--usbmux"));
     EXPECT_THAT(errorOf({"--follow-window", "--headless"}), HasSubstr("window"));
+    EXPECT_THAT(errorOf({"--no-decode"}), HasSubstr("--headless"));
+    EXPECT_THAT(errorOf({"--no-decode", "--headless", "--snapshot", "a.png"}), HasSubstr("no picture"));
+    EXPECT_THAT(errorOf({"--no-decode", "--headless", "--counter-log", "a"}), HasSubstr("no picture"));
 }
 
 TEST(DeviceOptions, refuse_values_that_are_none) {
