@@ -14,6 +14,7 @@
 #include "platform/linux/threads.hpp"
 #include "platform/linux/x264_change_map.hpp"
 #include "platform/linux/x264_content_probe.hpp"
+#include "platform/linux/x264_encode_load.hpp"
 #include "platform/linux/x264_keyframe_cadence.hpp"
 #include "platform/linux/x264_link_estimate.hpp"
 #include "platform/linux/x264_rate_controller.hpp"
@@ -95,6 +96,7 @@ class X264Encoder : public VideoEncoder {
           rate_(settings.bitrate, settings.fps, changes_.macroblocks()),
           cadence_(settings.fps, settings.keyframeSeconds),
           frameInterval_(seconds(1.0 / std::max(1, settings.fps))),
+          load_(frameInterval_),
           link_(frameInterval_),
           converted_(settings.width, settings.height) {
         arrived_.markAll();
@@ -228,7 +230,10 @@ class X264Encoder : public VideoEncoder {
             fail(kUnusablePicture, submission.time);
             return;
         }
+        const auto begun = SteadyClock::now();
         encodeFrame(submission.time);
+        load_.encoded(SteadyClock::now() - begun);
+        session_.setSearch(load_.isHigh() ? X264Session::Search::near : X264Session::Search::wide);
         scheduleImprovement(kRestBeforeRefinement);
     }
 
@@ -311,7 +316,8 @@ class X264Encoder : public VideoEncoder {
                 .time = time,
                 .nextKey = cadence_.next(),
                 .content = content,
-                .isOverdue = isOverdue};
+                .isOverdue = isOverdue,
+                .isHurried = load_.isHigh()};
     }
 
     /// Reports a frame that did not come about; the next one begins anew.
@@ -343,6 +349,7 @@ class X264Encoder : public VideoEncoder {
     RateController rate_;
     KeyframeCadence cadence_;
     const Duration frameInterval_;
+    EncodeLoad load_;
     LinkEstimate link_;
     bool probes_ = false;  ///< the link has a frame and has not been seen free since
     SteadyClock::time_point nextProbe_;

@@ -217,10 +217,11 @@ int RateController::chooseAtRest(const Request& request) const {
 
 /// A quantiser that can be kept up; but when that leaves many bits, a single picture is improved with them,
 /// and what stands or only moves keeps that. They are left at the start, and halfway between two key
-/// frames, when the second of the last one is over and that of the next has not begun.
+/// frames, when the second of the last one is over and that of the next has not begun. An improved picture
+/// takes its time to encode: who is in a hurry does without.
 int RateController::chooseInMovement(const Request& request) const {
     const int base = chooseToGoOn(request);
-    if (!moved_ || base > movementQp_) return base;
+    if (!moved_ || base > movementQp_ || request.isHurried) return base;
     SentBits::Plan plan = planFor(request);
     plan.following = changeBits(request, movementQp_);
     const double most = largest(kLargestImprovement);

@@ -95,6 +95,7 @@ class RateController {
         int64_t nextKey = 0;  ///< time of the next key frame that the cadence asks for
         PictureContent content;
         bool isOverdue = false;  ///< an improvement that has waited for as long as it may
+        bool isHurried = false;  ///< encoding does not keep up with the pictures
     };
 
     /// Bit rate in bits per second.

@@ -435,6 +435,15 @@ TEST_F(X264EncoderTest, LargeAndFastPicturesInTwoSlicesDecode) {
     EXPECT_THAT(unitTypes(samples_[0].data), ElementsAre(5, 5));
 }
 
+TEST_F(X264EncoderTest, PicturesFasterThanItEncodesDecode) {
+    open({.width = 320, .height = 240, .fps = 5'000, .bitrate = 900'000'000, .keyframeSeconds = 2});
+    for (uint32_t i = 0; i < 60; ++i) {
+        drawText(*picture_, whole(), i / 10);
+        show(i * 200, {whole()});
+    }
+    EXPECT_GT(psnr(*decodeAll(), *picture_), 30);
+}
+
 TEST_F(X264EncoderTest, RefusedPicturesAreMadeGoodByTheNext) {
     open(kSmall);
     drawText(*picture_, whole(), 1);
