@@ -16,9 +16,9 @@ constexpr int kCannotOpen = -1;
 constexpr int kMainProfile = 77;
 constexpr int kSmpte170m = 6;  // ITU-R BT.601, ITU-T H.264 table E-5
 
-/// From here on one thread is not enough on the machines that are in use: 2732x2048 at 60 frames a
+/// From here on one thread is not enough on the machines that are in use: 2048x1536 at 60 frames a
 /// second. Below, one slice in one thread costs less in all and needs fewer bits.
-constexpr double kPixelsPerSecondOfOneThread = 250e6;
+constexpr double kPixelsPerSecondOfOneThread = 150e6;
 
 // With a constant quantiser x264 takes the limits of all quantisers from that of P frames and the factors
 // of the other types, which it bounds by 0.01 and 10. The smallest factors open the whole range: with them
