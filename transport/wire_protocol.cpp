@@ -23,7 +23,9 @@ Header loadHeader(const uint8_t* bytes) {
 void encodeMessage(Bytes& buffer, MessageType type, uint64_t pts, ByteView payload) {
     if (payload.size() > std::numeric_limits<uint32_t>::max()) std::abort();
     buffer.clear();
-    buffer.reserve(kHeaderSize + payload.size());
+    const size_t size = kHeaderSize + payload.size();
+    // Memory that is used again doubles: frames whose size creeps up do not take new memory each.
+    if (size > buffer.capacity()) buffer.reserve(std::max(size, 2 * buffer.capacity()));
     buffer.resize(kHeaderSize);
     storeHeader(buffer.data(), {static_cast<uint8_t>(type), static_cast<uint32_t>(payload.size()), pts});
     buffer.insert(buffer.end(), payload.begin(), payload.end());

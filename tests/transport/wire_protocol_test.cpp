@@ -98,10 +98,16 @@ TEST(WireMessageTest, AFreshBufferIsExactlyAsLargeAsTheMessage) {
     EXPECT_EQ(encodedMessage(MessageType::videoFrame, 0, Bytes(5000)).capacity(), 5013u);
 }
 
-TEST(WireMessageTest, ASmallBufferGrowsToExactlyTheMessage) {
+TEST(WireMessageTest, ABufferThatIsMuchTooSmallGrowsToExactlyTheMessage) {
     Bytes buffer(1);
     encodeMessage(buffer, MessageType::videoFrame, 0, Bytes(5000));
     EXPECT_EQ(buffer.capacity(), 5013u);
+}
+
+TEST(WireMessageTest, ABufferThatIsALittleTooSmallDoubles) {
+    Bytes buffer(5000);
+    encodeMessage(buffer, MessageType::videoFrame, 0, Bytes(5000));
+    EXPECT_EQ(buffer.capacity(), 10'000u);
 }
 
 TEST(WireMessageDeathTest, APayloadBeyond32BitsIsABrokenInvariant) {
