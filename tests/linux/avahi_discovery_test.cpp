@@ -38,6 +38,13 @@ class AvahiDiscoveryTest : public ::testing::Test {
   protected:
     void SetUp() override {
         if (const std::string missing = AvahiDaemon::missing(); !missing.empty()) GTEST_SKIP() << missing;
+        // A log of its own, in which the test reads how far its search is.
+        std::string pattern = ::testing::TempDir() + "quillon-home-XXXXXX";
+        home = mkdtemp(pattern.data());
+        setenv("HOME", home.c_str(), 1);
+    }
+    void TearDown() override {
+        if (!home.empty()) std::filesystem::remove_all(home);
     }
     void start() { ASSERT_TRUE(daemon.start()) << daemon.output(); }
 
@@ -60,18 +67,20 @@ class AvahiDiscoveryTest : public ::testing::Test {
         log = ::testing::internal::GetCapturedStderr();
         return result;
     }
-    /// Waits until the log's file says so beyond its first `begin` bytes.
-    static bool becomesLogged(const std::string& text, uintmax_t begin) {
+    /// Waits until a search in another thread has logged this.
+    static ::testing::AssertionResult becomesLogged(const std::string& text) {
         const auto deadline = std::chrono::steady_clock::now() + 10s;
+        std::string content;
         while (std::chrono::steady_clock::now() < deadline) {
             std::ifstream file(Log::url());
-            file.seekg(static_cast<std::streamoff>(begin));
-            const std::string more{std::istreambuf_iterator<char>(file), {}};
-            if (more.find(text) != std::string::npos) return true;
+            content.assign(std::istreambuf_iterator<char>(file), {});
+            if (content.find(text) != std::string::npos) return ::testing::AssertionSuccess();
             std::this_thread::sleep_for(10ms);
         }
-        return false;
+        return ::testing::AssertionFailure() << "no \"" << text << "\" in:\n" << content;
     }
+    /// A service that every search reports and none yields.
+    static ServiceDescription portless() { return {"portless", 0, "portless.local", {"192.168.1.29"}, {}}; }
     double seconds() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
@@ -88,6 +97,7 @@ class AvahiDiscoveryTest : public ::testing::Test {
         return count;
     }
 
+    std::filesystem::path home;
     AvahiDaemon daemon;
     std::vector<std::unique_ptr<AnnouncedServices>> announced;
     int hosts = 0;
@@ -147,7 +157,8 @@ TEST_F(AvahiDiscoveryTest, AHostWhoseAddressComesLateIsFound) {
     start();
     announce({{"tablet", 5555, "late.local", {}, {}}});
     std::thread later([this] {
-        std::this_thread::sleep_for(2s);  // the daemon has told by then that it knows none
+        ASSERT_TRUE(becomesLogged("will resolve tablet"));
+        ASSERT_TRUE(AnnouncedServices::hasNoAddress("late.local")) << "the daemon tells that it knows none";
         announce({{"other", 5556, "late.local", {"192.168.1.30"}, {}}});
     });
     const auto found = logging([&] { return discovery.discoverAll(6s); });
@@ -170,8 +181,7 @@ TEST_F(AvahiDiscoveryTest, ALinkLocalAddressIsBetterThanNone) {
 
 TEST_F(AvahiDiscoveryTest, AServiceWithoutAnAddressOrAPortIsLeftOut) {
     start();
-    announce({{"nowhere", 5555, "nowhere.local", {}, {}},
-              {"portless", 0, "portless.local", {"192.168.1.30"}, {}}});
+    announce({{"nowhere", 5555, "nowhere.local", {}, {}}, portless()});
     EXPECT_THAT(logging([&] { return discovery.discoverAll(6s); }), IsEmpty());
     EXPECT_THAT(log, HasSubstr("discover: resolved portless port=0 addrs=1\n"));
     EXPECT_THAT(log, HasSubstr("discover: resolved nowhere port=5555 addrs=0\n"));
@@ -208,8 +218,9 @@ TEST_F(AvahiDiscoveryTest, NamesMayHoldAnything) {
 
 TEST_F(AvahiDiscoveryTest, AServiceThatComesDuringTheSearchIsFound) {
     start();
+    announce({portless()});
     std::thread later([this] {
-        std::this_thread::sleep_for(700ms);  // the search has begun; nothing depends on how long ago
+        ASSERT_TRUE(becomesLogged("didFind portless")) << "the search has begun";
         announce({at("late", {"192.168.1.30"})});
     });
     const auto found = logging([&] { return discovery.discover(10s); });
@@ -234,10 +245,8 @@ TEST_F(AvahiDiscoveryTest, WithoutADaemonItSaysSoAndTakesItsTime) {
 
 TEST_F(AvahiDiscoveryTest, ADaemonThatComesDuringTheSearchIsUsed) {
     ASSERT_TRUE(daemon.startBus());
-    const auto loggedBefore =
-        std::filesystem::exists(Log::url()) ? std::filesystem::file_size(Log::url()) : 0;
-    std::thread later([this, loggedBefore] {
-        ASSERT_TRUE(becomesLogged("didNotSearch", loggedBefore)) << "the search finds no daemon";
+    std::thread later([this] {
+        ASSERT_TRUE(becomesLogged("didNotSearch")) << "the search finds no daemon";
         ASSERT_TRUE(daemon.startDaemon()) << daemon.output();
         announce({at("tablet", {"192.168.1.30"})});
     });
@@ -251,7 +260,7 @@ TEST_F(AvahiDiscoveryTest, ADaemonThatDiesIsReportedAndItsSuccessorUsed) {
     start();
     announce({at("before", {"192.168.1.30"})});
     std::thread meanwhile([this] {
-        std::this_thread::sleep_for(1s);  // whatever the search is doing then
+        ASSERT_TRUE(becomesLogged("discovered before at"));
         daemon.killDaemon();
         announced.clear();
         ASSERT_TRUE(daemon.startDaemon()) << daemon.output();
@@ -266,8 +275,9 @@ TEST_F(AvahiDiscoveryTest, ADaemonThatDiesIsReportedAndItsSuccessorUsed) {
 
 TEST_F(AvahiDiscoveryTest, ABusThatDiesLeavesTheSearchToItsTime) {
     start();
+    announce({portless()});
     std::thread meanwhile([this] {
-        std::this_thread::sleep_for(500ms);
+        ASSERT_TRUE(becomesLogged("didFind portless")) << "the search has begun";
         daemon.killBus();
     });
     startTheClock();

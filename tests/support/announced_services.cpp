@@ -1,9 +1,13 @@
+#include <avahi-client/lookup.h>
 #include <avahi-client/publish.h>
 #include <avahi-common/error.h>
 #include <avahi-common/simple-watch.h>
 #include <avahi-common/strlst.h>
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
+#include <optional>
 
 #include "tests/support/avahi_daemon.hpp"
 
@@ -81,6 +85,33 @@ std::unique_ptr<AnnouncedServices> AnnouncedServices::announce(
     auto announcement = std::make_unique<Announcement>();
     if (!announcement->establish(services)) return nullptr;
     return announcement;
+}
+
+bool AnnouncedServices::hasNoAddress(const std::string& host) {
+    using Poll = std::unique_ptr<AvahiSimplePoll, decltype(&avahi_simple_poll_free)>;
+    using Client = std::unique_ptr<AvahiClient, decltype(&avahi_client_free)>;
+    const Poll poll(avahi_simple_poll_new(), avahi_simple_poll_free);
+    const Client client(avahi_client_new(
+                            avahi_simple_poll_get(poll.get()), {},
+                            [](AvahiClient*, AvahiClientState, void*) {}, nullptr, nullptr),
+                        avahi_client_free);
+    if (!client) return false;
+    std::optional<AvahiBrowserEvent> answer;
+    // Goes with its client.
+    avahi_record_browser_new(
+        client.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, host.c_str(), AVAHI_DNS_CLASS_IN, AVAHI_DNS_TYPE_A,
+        {},
+        [](AvahiRecordBrowser*, AvahiIfIndex, AvahiProtocol, AvahiBrowserEvent event, const char*, uint16_t,
+           uint16_t, const void*, size_t, AvahiLookupResultFlags, void* heard) {
+            if (event != AVAHI_BROWSER_CACHE_EXHAUSTED)
+                *static_cast<std::optional<AvahiBrowserEvent>*>(heard) = event;
+        },
+        &answer);
+    const auto deadline = std::chrono::steady_clock::now() + kLimit;
+    while (!answer && std::chrono::steady_clock::now() < deadline) {
+        if (avahi_simple_poll_iterate(poll.get(), 100) != 0) return false;
+    }
+    return answer == AVAHI_BROWSER_ALL_FOR_NOW;
 }
 
 }  // namespace quillon::testing

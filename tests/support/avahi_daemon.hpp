@@ -65,6 +65,10 @@ class AnnouncedServices {
     /// Null when the daemon does not take them within some seconds.
     static std::unique_ptr<AnnouncedServices> announce(const std::vector<ServiceDescription>& services);
     virtual ~AnnouncedServices() = default;
+
+    /// Waits until the daemon has told that it knows no IPv4 address of `host`; false when it knows one, or
+    /// is silent for some seconds.
+    static bool hasNoAddress(const std::string& host);
 };
 
 }  // namespace quillon::testing
