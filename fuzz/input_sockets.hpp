@@ -30,7 +30,7 @@ class InputSockets : public Sockets {
     void setReceiveTimeout(int, int) override {}
     void setSendBuffer(int, int) override {}
     void makeBlockingWithoutDelay(int) override {}
-    int unsentBytes(int) override { return 0; }
+    SendProgress sendProgress(int) override { return {}; }
     void shutdown(int) override {}
     void close(int) override {}
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/bytes.hpp"
+#include "base/time.hpp"
 
 namespace quillon {
 
@@ -15,6 +16,15 @@ struct TcpAttempt {
     Stage stage = Stage::resolving;
     int descriptor = -1;
     int code = 0;
+};
+
+/// What a socket has still to send, and how fast it went so far. A kernel that does not tell leaves zeros.
+struct SendProgress {
+    int unsent = 0;    ///< bytes that wait in the kernel; of a local socket, for the peer to take them
+    int inFlight = 0;  ///< bytes sent and not yet acknowledged (TCP)
+    int64_t acknowledged = 0;  ///< bytes since the connection began (TCP)
+    Duration busy{};           ///< for how long of that time anything was unsent or in flight
+    Duration shortestRoundTrip{};
 };
 
 /// Connected stream sockets, POSIX in meaning: results and `errno` as the call of that name has them.
@@ -46,10 +56,8 @@ class Sockets {
     /// Clears O_NONBLOCK and sets TCP_NODELAY where the socket knows it; results are ignored.
     virtual void makeBlockingWithoutDelay(int descriptor) = 0;
 
-    /// Bytes accepted by `send` that wait: in the kernel, or in a queue of the network on the way (TCP), or
-    /// for the peer to take them (local sockets); 0 when the kernel does not say. What merely is on its way
-    /// does not count.
-    virtual int unsentBytes(int descriptor) = 0;
+    /// What became of the bytes that `send` accepted.
+    virtual SendProgress sendProgress(int descriptor) = 0;
 
     virtual void shutdown(int descriptor) = 0;
     virtual void close(int descriptor) = 0;

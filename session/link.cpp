@@ -7,9 +7,6 @@ namespace quillon {
 namespace {
 /// The socket's send buffer, bytes.
 constexpr int64_t kSendBufferBytes = 262144;
-/// Unsent bytes in the kernel up to which another frame may follow. Small, so that a cursor message
-/// waits behind little video; not zero, so that the tail of a frame does not hold up the next one.
-constexpr int kUnsentMark = 8 * 1024;
 }  // namespace
 
 Link::Link(Platform& platform, OwnedDescriptor socket)
@@ -31,9 +28,10 @@ bool Link::send(wire::MessageType type, uint64_t pts, ByteView payload, PacketWr
     return writer_->enqueue(std::move(packet), kind);
 }
 
-bool Link::hasRoomForVideo() const {
+bool Link::hasRoomForVideo() {
     const MutexLock held(lock_);
-    return writer_ && writer_->hasRoomForVideo() && platform_.sockets().unsentBytes(fd_) <= kUnsentMark;
+    return writer_ && writer_->hasRoomForVideo() &&
+           backlog_.allowsFrame(platform_.sockets().sendProgress(fd_));
 }
 
 void Link::countRefusal() {

@@ -8,6 +8,7 @@
 #include "base/bytes.hpp"
 #include "base/thread_annotations.hpp"
 #include "platform/platform.hpp"
+#include "transport/backlog.hpp"
 #include "transport/message_reader.hpp"
 #include "transport/packet_writer.hpp"
 #include "transport/wire_protocol.hpp"
@@ -51,8 +52,8 @@ class Link {
     bool send(wire::MessageType type, uint64_t pts, ByteView payload, PacketWriter::Kind kind);
 
     /// Can the link take a video frame now, so that it goes out at once? False while one waits, and while
-    /// the kernel holds unsent bytes of the last one.
-    bool hasRoomForVideo() const;
+    /// much of the last one has still to go (see Backlog).
+    bool hasRoomForVideo();
     /// Counts a picture left out for want of room with the writer's drops.
     void countRefusal();
     int64_t dropped() const;
@@ -76,6 +77,7 @@ class Link {
 
     mutable Mutex lock_;
     std::unique_ptr<PacketWriter> writer_ GUARDED_BY(lock_);
+    Backlog backlog_ GUARDED_BY(lock_);
 
     std::atomic<bool> ended_ = false;
     std::unique_ptr<SerialQueue> readerQueue_;  // main thread only

@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <memory>
 
-#include "platform/posix/unsent_bytes.hpp"
+#include "platform/posix/send_progress.hpp"
 
 namespace quillon {
 namespace {
@@ -99,8 +99,8 @@ void PosixSockets::makeBlockingWithoutDelay(int descriptor) {
     setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
 }
 
-int PosixSockets::unsentBytes(int descriptor) {
-    return quillon::unsentBytes(descriptor);
+SendProgress PosixSockets::sendProgress(int descriptor) {
+    return quillon::sendProgress(descriptor);
 }
 
 void PosixSockets::shutdown(int descriptor) {

@@ -13,7 +13,7 @@ class PosixSockets : public Sockets {
     void setReceiveTimeout(int descriptor, int seconds) override;
     void setSendBuffer(int descriptor, int bytes) override;
     void makeBlockingWithoutDelay(int descriptor) override;
-    int unsentBytes(int descriptor) override;
+    SendProgress sendProgress(int descriptor) override;
     void shutdown(int descriptor) override;
     void close(int descriptor) override;
 };

@@ -118,9 +118,9 @@ void Network::setSendBuffer(int descriptor, int bytes) {
     if (const auto connection = find(descriptor)) connection->sendBuffer = static_cast<size_t>(bytes);
 }
 
-int Network::unsentBytes(int descriptor) {
+SendProgress Network::sendProgress(int descriptor) {
     const auto connection = find(descriptor);
-    return connection ? static_cast<int>(connection->unsent.size()) : 0;
+    return {.unsent = connection ? static_cast<int>(connection->unsent.size()) : 0};
 }
 
 void Network::shutdown(int descriptor) {

@@ -44,7 +44,7 @@ class Network : public Sockets {
     void setReceiveTimeout(int descriptor, int seconds) override;
     void setSendBuffer(int descriptor, int bytes) override;
     void makeBlockingWithoutDelay(int) override {}
-    int unsentBytes(int descriptor) override;
+    SendProgress sendProgress(int descriptor) override;
     void shutdown(int descriptor) override;
     void close(int descriptor) override;
 

@@ -103,7 +103,7 @@ class ScriptedSockets : public Sockets {
     void setReceiveTimeout(int, int) override {}
     void setSendBuffer(int, int bytes) override { sendBuffer = bytes; }
     void makeBlockingWithoutDelay(int) override {}
-    int unsentBytes(int) override { return 0; }
+    SendProgress sendProgress(int) override { return {}; }
     void shutdown(int) override {}
     void close(int) override {}
 

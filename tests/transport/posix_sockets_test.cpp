@@ -77,24 +77,24 @@ TEST_F(PosixSocketsTest, ASendToNobodyFailsWithoutASignal) {
 
 TEST_F(PosixSocketsTest, CountsUnsentBytesOfALocalSocket) {
     auto [host, device] = test::localPair();
-    EXPECT_EQ(sockets.unsentBytes(host.get()), 0);
+    EXPECT_EQ(sockets.sendProgress(host.get()).unsent, 0);
     sockets.send(host.get(), Bytes(5000));
-    EXPECT_GE(sockets.unsentBytes(host.get()), 5000);
+    EXPECT_GE(sockets.sendProgress(host.get()).unsent, 5000);
     test::receivedText(device.get(), 5000);
-    EXPECT_EQ(sockets.unsentBytes(host.get()), 0);
-    EXPECT_EQ(sockets.unsentBytes(-1), 0);
+    EXPECT_EQ(sockets.sendProgress(host.get()).unsent, 0);
+    EXPECT_EQ(sockets.sendProgress(-1).unsent, 0);
 }
 
 TEST_F(PosixSocketsTest, CountsUnsentBytesOfATcpSocket) {
     test::TcpListener listener;
     const Descriptor host(sockets.connectTcp("127.0.0.1", listener.port()).descriptor);
     const Descriptor device = listener.accept();
-    EXPECT_EQ(sockets.unsentBytes(host.get()), 0);
+    EXPECT_EQ(sockets.sendProgress(host.get()).unsent, 0);
     fcntl(host.get(), F_SETFL, O_NONBLOCK);
     const Bytes much(1 << 20);
     while (sockets.send(host.get(), much) > 0) continue;
     EXPECT_EQ(errno, EAGAIN);
-    EXPECT_GT(sockets.unsentBytes(host.get()), 0);
+    EXPECT_GT(sockets.sendProgress(host.get()).unsent, 0);
 }
 
 TEST_F(PosixSocketsTest, ClearsTheNonBlockingFlag) {

@@ -1,4 +1,4 @@
-#include "platform/posix/unsent_bytes.hpp"
+#include "platform/posix/send_progress.hpp"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -25,9 +25,9 @@ int untakenBytes(int descriptor) {
 
 }  // namespace
 
-int unsentBytes(int descriptor) {
+SendProgress sendProgress(int descriptor) {
     // Of TCP the system does not tell what is on its way: it counts as well, until it is acknowledged.
-    return optionOf(descriptor, SO_NWRITE) + untakenBytes(descriptor);
+    return {.unsent = optionOf(descriptor, SO_NWRITE) + untakenBytes(descriptor)};
 }
 
 }  // namespace quillon

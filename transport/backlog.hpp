@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/time.hpp"
+#include "platform/sockets.hpp"
+
+namespace quillon {
+
+/// Decides whether another frame may follow on a link that still has bytes of the last one. Those may wait
+/// for as long as it takes to capture and encode the next: then the link is never idle, and a picture that
+/// is taken now, or a cursor message, finds little before it. Bytes that the path itself holds do not count.
+///
+///     unsent ── queues on the way ── the path: speed × shortest round trip ──▶ device
+///     └── may hold kOverlap of the link's speed ──┘
+///
+/// How long they wait depends on the link's speed, which is learned here: what was acknowledged in the time
+/// for which there was anything to acknowledge. One for each link; not for several threads at once.
+class Backlog {
+  public:
+    bool allowsFrame(const SendProgress& progress);
+
+    /// Bytes a second; 0 while it is not known.
+    double speed() const { return speed_; }
+
+  private:
+    void learn(const SendProgress& progress);
+
+    int64_t acknowledged_ = 0;  ///< when the speed was learned last
+    Duration busy_{};
+    double speed_ = 0;
+    bool isKnown_ = false;
+};
+
+}  // namespace quillon
