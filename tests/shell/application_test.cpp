@@ -95,11 +95,7 @@ TEST_F(ApplicationTest, EscapeAnswersTheQuestionWithNothing) {
 }
 
 TEST_F(ApplicationTest, TheLogIsOpenedByTheDesktopsProgram) {
-    std::filesystem::create_directory(path("bin"));
-    const auto opener = path("bin") / "xdg-open";
-    std::ofstream(opener) << "#!/bin/sh\necho \"opened $1\" >" << path("opened").string() << "\n";
-    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
-    environment["PATH"] = path("bin").string() + ":" + std::getenv("PATH");
+    installOpener("echo \"opened $1\" >" + path("opened").string());
     startTray();
     startProbe({});
     openPanel();
@@ -114,11 +110,7 @@ TEST_F(ApplicationTest, TheLogIsOpenedByTheDesktopsProgram) {
 }
 
 TEST_F(ApplicationTest, AnOpenerThatFailsIsTold) {
-    std::filesystem::create_directory(path("bin"));
-    const auto opener = path("bin") / "xdg-open";
-    std::ofstream(opener) << "#!/bin/sh\nexit 3\n";
-    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
-    environment["PATH"] = path("bin").string() + ":" + std::getenv("PATH");
+    installOpener("exit 3");
     startTray();
     startProbe({});
     openPanel();

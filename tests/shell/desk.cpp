@@ -76,6 +76,14 @@ void Desk::startTray() {
     ASSERT_TRUE(eventually([] { return runs("xdotool search --class trayer"); }));
 }
 
+void Desk::installOpener(const std::string& commands) {
+    std::filesystem::create_directory(path("bin"));
+    const auto opener = path("bin") / "xdg-open";
+    std::ofstream(opener) << "#!/bin/sh\n" << commands << "\n";
+    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+    environment["PATH"] = path("bin").string() + ":" + std::getenv("PATH");
+}
+
 ChildProcess& Desk::startProbe(const std::vector<std::string>& words) {
     std::vector<std::string> command{QUILLON_SHELL_PROBE};
     command.insert(command.end(), words.begin(), words.end());

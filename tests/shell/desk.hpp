@@ -34,6 +34,9 @@ class Desk : public ::testing::Test {
     ChildProcess& startApplication();
     std::vector<std::string> applicationCommand() const { return {path("Quillon.app/QuillonHost")}; }
     ChildProcess::Environment environment;
+    /// The desktop's program for files becomes a script of these commands, the file's path is its first word.
+    /// Before the start.
+    void installOpener(const std::string& commands);
 
     ChildProcess& probe() { return *probe_; }
     /// Waits for a line of the probe's that begins like this.

@@ -11,6 +11,13 @@ namespace {
 
 class WholeApplicationTest : public ApplicationDesk {
   protected:
+    /// With all that an end has to take back.
+    void startStreaming() {
+        startDevice();
+        storeSettings("popoverUI=false\nautoStart=true\npreventSleep=true\n");
+        startApplication();
+        EXPECT_TRUE(logs("state: iPad display"));
+    }
     /// No display of ours, and nobody who waits to take one away.
     void expectNothingLeft() {
         EXPECT_TRUE(hasMonitors(1));
@@ -77,10 +84,7 @@ TEST_F(WholeApplicationTest, ASecondStartBringsThePanelUp) {
 
 TEST_F(WholeApplicationTest, AKilledOneLeavesNothingAndTheNextOneStreamsAgain) {
     ScreenSaver saver(busAddress());
-    startDevice();
-    storeSettings("popoverUI=false\nautoStart=true\npreventSleep=true\n");
-    startApplication();
-    ASSERT_TRUE(logs("state: iPad display"));
+    startStreaming();
     ASSERT_TRUE(hasMonitors(2));
     EXPECT_EQ(displayGuardians(display()).size(), 1U);
     choose("Left");
@@ -101,10 +105,7 @@ TEST_F(WholeApplicationTest, AKilledOneLeavesNothingAndTheNextOneStreamsAgain) {
 
 TEST_F(WholeApplicationTest, ASignalWhileItStreamsTakesEverythingBack) {
     ScreenSaver saver(busAddress());
-    startDevice();
-    storeSettings("popoverUI=false\nautoStart=true\npreventSleep=true\n");
-    startApplication();
-    ASSERT_TRUE(logs("state: iPad display"));
+    startStreaming();
     ASSERT_TRUE(hasMonitors(2));
     EXPECT_TRUE(eventually([&] { return saver.held() == 1; }));
     EXPECT_EQ(saver.reason(), "Quillon streaming");
