@@ -18,7 +18,6 @@ const auto kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 // Numbers of the protocol.
 constexpr uint kOnTheScreen = 0;
 constexpr uint kCheckedBit = 4;
-constexpr uint kEnabledBit = 8;
 constexpr uint kShowingBit = 25;
 
 }  // namespace
@@ -52,30 +51,27 @@ QDBusMessage AccessibleWindows::ask(const Reference& object, const QString& inte
     return registry_.bus().call(call);
 }
 
-void AccessibleWindows::collect(const Reference& object, std::multimap<std::string, Control>& found) {
-    // A control may go while it is asked: then the answers are empty.
+std::optional<AccessibleWindows::Control> AccessibleWindows::shown(const Reference& object) {
     const auto states = ask(object, kAccessible, QStringLiteral("GetState")).arguments().value(0);
+    const auto place = ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen}).arguments();
+    if (!states.canConvert<QDBusArgument>() || !place.value(0).canConvert<QDBusArgument>()) return {};
     QList<uint> bits;
-    if (states.canConvert<QDBusArgument>()) states.value<QDBusArgument>() >> bits;
+    states.value<QDBusArgument>() >> bits;
     const auto has = [&](uint bit) { return (bits.value(static_cast<int>(bit / 32)) >> bit % 32 & 1) != 0; };
+    if (!has(kShowingBit)) return {};
+    const auto box = place.value(0).value<QDBusArgument>();
+    int x = 0, y = 0, width = 0, height = 0;
+    box.beginStructure();
+    box >> x >> y >> width >> height;
+    box.endStructure();
+    return Control{x + width / 2, y + height / 2, has(kCheckedBit)};
+}
 
-    const auto name = ask(object, kProperties, QStringLiteral("Get"), {kAccessible, QStringLiteral("Name")})
-                          .arguments()
-                          .value(0)
-                          .value<QDBusVariant>()
-                          .variant()
-                          .toString();
-    if (!name.isEmpty() && has(kShowingBit)) {
-        const auto place = ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen}).arguments();
-        if (place.value(0).canConvert<QDBusArgument>()) {
-            const auto box = place.value(0).value<QDBusArgument>();
-            int x = 0, y = 0, width = 0, height = 0;
-            box.beginStructure();
-            box >> x >> y >> width >> height;
-            box.endStructure();
-            found.emplace(name.toStdString(),
-                          Control{x + width / 2, y + height / 2, has(kCheckedBit), has(kEnabledBit)});
-        }
+void AccessibleWindows::collect(const Reference& object, const QString& name, std::vector<Control>& found) {
+    // A control may go while it is asked: then the answers are empty.
+    const auto its = ask(object, kProperties, QStringLiteral("Get"), {kAccessible, QStringLiteral("Name")});
+    if (its.arguments().value(0).value<QDBusVariant>().variant().toString() == name) {
+        if (const auto control = shown(object)) found.push_back(*control);
     }
 
     const auto answer = ask(object, kAccessible, QStringLiteral("GetChildren")).arguments().value(0);
@@ -93,12 +89,12 @@ void AccessibleWindows::collect(const Reference& object, std::multimap<std::stri
         children.push_back(child);
     }
     list.endArray();
-    for (const Reference& child : children) collect(child, found);
+    for (const Reference& child : children) collect(child, name, found);
 }
 
-std::multimap<std::string, AccessibleWindows::Control> AccessibleWindows::controls() {
-    std::multimap<std::string, Control> found;
-    if (!program_.isEmpty()) collect({program_, kRoot}, found);
+std::vector<AccessibleWindows::Control> AccessibleWindows::controls(const std::string& name) {
+    std::vector<Control> found;
+    if (!program_.isEmpty()) collect({program_, kRoot}, QString::fromStdString(name), found);
     return found;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <map>
+#include <optional>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "tests/shell/bus_object.hpp"
 
@@ -21,10 +21,9 @@ class AccessibleWindows {
         int x = 0;  ///< its middle, pixels of the screen
         int y = 0;
         bool checked = false;
-        bool enabled = false;
     };
-    /// All controls that are shown now, by their names.
-    std::multimap<std::string, Control> controls();
+    /// The controls of this name that are shown now.
+    std::vector<Control> controls(const std::string& name);
 
   private:
     struct Reference {
@@ -34,7 +33,8 @@ class AccessibleWindows {
     bool answer(const QDBusMessage& call, QDBusConnection bus);
     QDBusMessage ask(const Reference& object, const QString& interface, const QString& method,
                      const QVariantList& arguments = {});
-    void collect(const Reference& object, std::multimap<std::string, Control>& found);
+    void collect(const Reference& object, const QString& name, std::vector<Control>& found);
+    std::optional<Control> shown(const Reference& object);
 
     QString program_;
     BusObject launcher_;  ///< tells where the bus is for all this: it is the session's own

@@ -1,5 +1,9 @@
+#include <cstdlib>
+#include <fstream>
+
 #include "tests/shell/desk.hpp"
 #include "tests/shell/probe/sample.hpp"
+#include "tests/shell/toolkit.hpp"
 
 // The shell in a tray of the XEmbed kind, worked by pointer and keyboard.
 
@@ -23,6 +27,30 @@ TEST_F(EmbeddedTrayTest, ClickShowsAndHidesThePanel) {
     click(trayIcon());
     ASSERT_TRUE(says("all controls", 2));
     EXPECT_EQ(count("panel closed"), 1) << probe().output();
+}
+
+TEST_F(EmbeddedTrayTest, ThePanelGoesWhereItsScreenGoes) {
+    startProbe({});
+    openPanel();
+    const auto top = [&] {
+        std::system(("xdotool getactivewindow getwindowgeometry --shell >" + path("place").string()).c_str());
+        std::ifstream file(path("place"));
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with("Y=")) return std::stoi(line.substr(2));
+        }
+        return 0;
+    };
+    const int before = top();
+    Place pill = controls().find("Fill")->second;
+    // A display comes above it.
+    ASSERT_EQ(
+        std::system("xrandr --addmode DUMMY1 1024x768 && xrandr --output DUMMY1 --mode 1024x768 --pos 0x0 "
+                    "--output DUMMY0 --pos 0x768"),
+        0);
+    ASSERT_TRUE(eventually([&] { return top() >= 768; }));
+    pill.y += top() - before;
+    click(pill);
+    EXPECT_TRUE(says("change scaling [fill]"));
 }
 
 TEST_F(EmbeddedTrayTest, EscapeTheCrossAndAClickOutsideCloseThePanel) {

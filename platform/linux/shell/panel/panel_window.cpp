@@ -53,18 +53,26 @@ void PanelWindow::showAt(QPoint anchor) {
     setScreen(screen);
     fit();
     if (kind_ == Kind::popover) {
-        const QRect room = screen->availableGeometry().adjusted(kDistance, kDistance, -kDistance, -kDistance);
-        // Away from the pointer, towards the middle of the screen: beneath a panel at the top, above one
-        // below.
-        const bool isLow = anchor.y() > screen->geometry().center().y();
-        const int top = isLow ? anchor.y() - kDistance - height() : anchor.y() + kDistance;
-        move(std::clamp(anchor.x() - width() / 2, room.left(),
-                        std::max(room.left(), room.right() + 1 - width())),
-             std::clamp(top, room.top(), std::max(room.top(), room.bottom() + 1 - height())));
+        moveNear(anchor, *screen);
+        // Another display left of this one or above it would take the panel over.
+        connect(screen, &QScreen::geometryChanged, this,
+                [this, screen, fromCorner = anchor - screen->geometry().topLeft()](const QRect& now) {
+                    moveNear(now.topLeft() + fromCorner, *screen);
+                });
     }
     show();
     raise();
     activateWindow();
+}
+
+void PanelWindow::moveNear(QPoint anchor, const QScreen& screen) {
+    const QRect room = screen.availableGeometry().adjusted(kDistance, kDistance, -kDistance, -kDistance);
+    // Away from the pointer, towards the middle of the screen: beneath a panel at the top, above one
+    // below.
+    const bool isLow = anchor.y() > screen.geometry().center().y();
+    const int top = isLow ? anchor.y() - kDistance - height() : anchor.y() + kDistance;
+    move(std::clamp(anchor.x() - width() / 2, room.left(), std::max(room.left(), room.right() + 1 - width())),
+         std::clamp(top, room.top(), std::max(room.top(), room.bottom() + 1 - height())));
 }
 
 void PanelWindow::fit() {

@@ -27,7 +27,8 @@ class PanelWindow : public QWidget {
 
     void setContent(const PanelContent& content);
 
-    /// Shows the window near this point of the desktop, whole on its screen.
+    /// Shows the window near this point of the desktop, whole on its screen. Without a frame it goes along
+    /// where that screen goes on the desktop.
     void showAt(QPoint anchor);
 
   protected:
@@ -38,6 +39,7 @@ class PanelWindow : public QWidget {
 
   private:
     void fit();
+    void moveNear(QPoint anchor, const QScreen& screen);
 
     const Kind kind_;
     const Callbacks callbacks_;
