@@ -5,6 +5,7 @@
 #include <QStandardPaths>
 
 #include "base/log.hpp"
+#include "platform/linux/shell/large_pages.hpp"
 
 namespace quillon {
 
@@ -24,6 +25,7 @@ bool DesktopOpener::openFile(const std::filesystem::path& file) {
     since.start();
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
+    process->setChildProcessModifier([] { useLargePages(true); });
     QObject::connect(process, &QProcess::finished, process,
                      [process, tellWhere, since, limit = longestFailing_](int status) {
                          if (status != 0 && std::chrono::milliseconds(since.elapsed()) < limit) tellWhere();

@@ -2,11 +2,13 @@
 
 #include <QSessionManager>
 #include <QStyleFactory>
+#include <array>
 #include <chrono>
 #include <string>
 #include <utility>
 
 #include "platform/linux/shell/icons.hpp"
+#include "platform/linux/shell/large_pages.hpp"
 #include "platform/linux/shell/qt_status_item.hpp"
 
 namespace quillon {
@@ -18,14 +20,15 @@ constexpr auto kTrayPatience = std::chrono::seconds(4);
 constexpr auto kTrayPatienceAtLogin = std::chrono::seconds(30);
 
 std::unique_ptr<QApplication> makeApplication() {
-    // Windows of ours go where they belong, at the pointer; only X11 lets them.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    useLargePages(false);
     // The first word is what a session manager takes for the program; windows are of "quillon" all the same.
     static std::string program = AutostartItem::invokedProgram();
-    static char option[] = "-name";
-    static char name[] = "quillon";
-    static char* words[] = {program.data(), option, name, nullptr};
-    static int count = 3;
+    static std::array<std::string, 4> options{"-name", "quillon", "-platform", "xcb"};
+    static char* words[] = {program.data(),    options[0].data(), options[1].data(),
+                            options[2].data(), options[3].data(), nullptr};
+    // Windows of ours go where they belong, at the pointer; only X11 lets them. That is no word of the
+    // environment, in which programs find themselves that this one opens.
+    static int count = qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ? 5 : 3;
     QCoreApplication::setApplicationName(QStringLiteral("Quillon"));
     QGuiApplication::setDesktopFileName(QStringLiteral("quillon"));
     auto application = std::make_unique<QApplication>(count, words);
