@@ -29,6 +29,20 @@ TEST_F(EmbeddedTrayTest, ClickShowsAndHidesThePanel) {
     EXPECT_EQ(count("panel closed"), 1) << probe().output();
 }
 
+TEST_F(EmbeddedTrayTest, TheFirstPanelFindsItsFonts) {
+    startProbe({});
+    ASSERT_TRUE(says("launched"));
+    const auto hasFonts = [&] {
+        std::ifstream maps("/proc/" + std::to_string(probe().pid()) + "/maps");
+        for (std::string line; std::getline(maps, line);) {
+            if (line.find("/fonts/") != std::string::npos) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(eventually(hasFonts));
+    EXPECT_EQ(count("active"), 0);
+}
+
 TEST_F(EmbeddedTrayTest, ThePanelGoesWhereItsScreenGoes) {
     startProbe({});
     openPanel();

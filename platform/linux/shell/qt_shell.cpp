@@ -9,6 +9,7 @@
 
 #include "platform/linux/shell/icons.hpp"
 #include "platform/linux/shell/large_pages.hpp"
+#include "platform/linux/shell/panel/rehearsal.hpp"
 #include "platform/linux/shell/qt_status_item.hpp"
 
 namespace quillon {
@@ -18,6 +19,8 @@ namespace {
 /// How long a desktop may take to show its tray: when it stands, and when it is just being built.
 constexpr auto kTrayPatience = std::chrono::seconds(4);
 constexpr auto kTrayPatienceAtLogin = std::chrono::seconds(30);
+/// After so long the icon stands in the tray and a stream has begun.
+constexpr auto kUntilRehearsal = std::chrono::milliseconds(1500);
 
 std::unique_ptr<QApplication> makeApplication() {
     useLargePages(false);
@@ -82,6 +85,8 @@ std::unique_ptr<StatusItem> QtShell::makeStatusItem(std::function<void()> onClic
     const auto unlessDismissing = [dismissal = dismissal_, onClick = std::move(onClick)] {
         if (!dismissal->wasThisClick()) onClick();
     };
+    // The first click shall not wait for fonts.
+    QTimer::singleShot(kUntilRehearsal, application_.get(), rehearsePanel);
     return std::make_unique<QtStatusItem>(places_, unlessDismissing);
 }
 

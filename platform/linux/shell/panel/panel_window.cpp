@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 #include <QGuiApplication>
+#include <QImage>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScreen>
@@ -73,6 +74,12 @@ void PanelWindow::moveNear(QPoint anchor, const QScreen& screen) {
     const int top = isLow ? anchor.y() - kDistance - height() : anchor.y() + kDistance;
     move(std::clamp(anchor.x() - width() / 2, room.left(), std::max(room.left(), room.right() + 1 - width())),
          std::clamp(top, room.top(), std::max(room.top(), room.bottom() + 1 - height())));
+}
+
+void PanelWindow::drawUnseen() {
+    fit();
+    QImage picture(size(), QImage::Format_RGB32);
+    render(&picture);
 }
 
 void PanelWindow::fit() {

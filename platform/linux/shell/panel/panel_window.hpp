@@ -31,6 +31,9 @@ class PanelWindow : public QWidget {
     /// where that screen goes on the desktop.
     void showAt(QPoint anchor);
 
+    /// Goes through all the drawing without a window on any screen.
+    void drawUnseen();
+
   protected:
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
