@@ -48,6 +48,7 @@ TEST_F(ApplicationTest, WithoutAnyTrayThePanelIsAWindowAndSaysSoOnce) {
     EXPECT_FALSE(patient.printed("no status area", std::chrono::milliseconds(0)));
     EXPECT_EQ(count("status area came"), 0);
     ASSERT_TRUE(says("all controls"));
+    ASSERT_TRUE(says("active"));
     press("Escape");
     ASSERT_TRUE(says("panel closed"));
     // A tray that comes later gets the icon all the same.
