@@ -25,7 +25,7 @@ QColor Control::ground() const {
 }
 
 void Control::drawFocusRing(QPainter& painter, const QRectF& box, double radius) const {
-    if (!hasFocus() || !focusByKeyboard_) return;
+    if (!hasFocusByKeyboard()) return;
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(isChecked() ? theme().text : theme().accent, 2));
     painter.drawRoundedRect(box.adjusted(-1, -1, 1, 1), radius + 1, radius + 1);

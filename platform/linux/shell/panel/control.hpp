@@ -23,6 +23,7 @@ class Control : public QAbstractButton {
     /// The ground of a control that is not chosen.
     QColor ground() const;
     QRectF body() const { return QRectF(rect()).adjusted(kRing, kRing, -kRing, -kRing); }
+    bool hasFocusByKeyboard() const { return hasFocus() && focusByKeyboard_; }
     /// Around a box with corners of this radius; draws nothing unless the keyboard brought the focus.
     void drawFocusRing(QPainter& painter, const QRectF& box, double radius) const;
 

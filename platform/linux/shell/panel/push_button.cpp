@@ -18,27 +18,27 @@ QSize PushButton::sizeHint() const {
 
 /// From the edge to the word. A plain word stands flush with what is above and below it.
 int PushButton::inset() const {
-    return look_ == Look::filled ? kRing + 14 : kRing;
+    return look_ == Look::filled ? kRing + 14 : 0;
 }
 
 void PushButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF box = body();
-    const bool isFilled = look_ == Look::filled;
-    const double radius = isFilled ? box.height() / 2 : space::hair;
-    if (isFilled) {
+    if (look_ == Look::filled) {
+        const QRectF box = body();
+        const double radius = box.height() / 2;
         painter.setPen(Qt::NoPen);
         painter.setBrush(ground());
         painter.drawRoundedRect(box, radius, radius);
+        drawFocusRing(painter, box, radius);
+        painter.setPen(theme().text);
+    } else {
+        QFont words = font();
+        words.setUnderline(underMouse() || hasFocusByKeyboard());
+        painter.setFont(words);
+        painter.setPen(theme().isDark ? theme().accent.lighter(145) : theme().accent);
     }
-    drawFocusRing(painter, box, radius);
-    const QColor link = theme().isDark ? theme().accent.lighter(145) : theme().accent;
-    painter.setPen(isFilled ? theme().text : link);
-    QFont words = font();
-    words.setUnderline(!isFilled && underMouse());
-    painter.setFont(words);
-    painter.drawText(box, Qt::AlignCenter, label_);
+    painter.drawText(rect(), Qt::AlignCenter, label_);
 }
 
 }  // namespace quillon

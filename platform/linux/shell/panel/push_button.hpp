@@ -9,7 +9,7 @@ namespace quillon {
 class PushButton : public Control {
   public:
     enum class Look {
-        plain,   ///< only the word, in the accent's colour, underlined under the pointer
+        plain,   ///< only the word, in the accent's colour, underlined under the pointer and the focus
         filled,  ///< on a ground of its own
     };
 
