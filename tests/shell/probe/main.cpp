@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QTimer>
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -109,7 +110,8 @@ class Probe {
             item_ = shell_->makeStatusItem(MenuCallbacks{
                 .menuNeedsUpdate =
                     [this] { return sampleMenu(content().status, valueOf("--device", "Studio tablet")); },
-                .menuWillOpen = [] { say("menu opens"); },
+                // Once it is there and has the keyboard.
+                .menuWillOpen = [] { QTimer::singleShot(0, qApp, [] { say("menu opens"); }); },
                 .menuDidClose = [] { say("menu closed"); },
                 .onAction = [this](const MenuItem& it) { chosen(it); }});
         } else {
