@@ -8,11 +8,12 @@ namespace {
 
 /// The link may have so much to do when the next frame is begun.
 constexpr Duration kOverlap = 12ms;
-// And so many bytes at most, fast as it may be: unsent in the kernel, and in queues on the way.
-constexpr double kMostUnsent = 8 * 1024;
-constexpr double kMostQueued = 16 * 1024;
-/// Less does not count as queued: two packets, of which the first's acknowledgement waits for the second.
-constexpr double kLeastQueued = 3000;
+/// So many bytes at most, fast as it may be.
+constexpr double kMost = 24 * 1024;
+/// Fewer never count: two packets, of which the first's acknowledgement waits for the second.
+constexpr double kLeast = 3000;
+/// While the speed is not known, and on local sockets, which do not tell it.
+constexpr double kMostUnknown = 8 * 1024;
 
 /// The speed is learned anew after so much time in which the link was busy.
 constexpr Duration kLearning = 100ms;
@@ -21,23 +22,18 @@ constexpr Duration kLearning = 100ms;
 
 bool Backlog::allowsFrame(const SendProgress& progress) {
     learn(progress);
-    double mostUnsent = kMostUnsent;
-    double mostQueued = kMostQueued;
-    if (isKnown_) {
-        const double overlap = speed_ * toSeconds(kOverlap);
-        mostUnsent = std::min(mostUnsent, overlap);
-        mostQueued = std::clamp(overlap, kLeastQueued, kMostQueued);
-    }
-    const double path = speed_ * toSeconds(progress.shortestRoundTrip);
-    const double queued = std::max(0.0, progress.inFlight - path - mostQueued);
-    return progress.unsent + queued <= mostUnsent;
+    const double path = speed_.value_or(0) * toSeconds(progress.shortestRoundTrip);
+    return progress.unsent + std::max(0.0, progress.inFlight - path) <= most();
+}
+
+double Backlog::most() const {
+    return speed_ ? std::clamp(*speed_ * toSeconds(kOverlap), kLeast, kMost) : kMostUnknown;
 }
 
 void Backlog::learn(const SendProgress& progress) {
     const Duration busy = progress.busy - busy_;
     if (busy < kLearning) return;
     speed_ = static_cast<double>(progress.acknowledged - acknowledged_) / toSeconds(busy);
-    isKnown_ = true;
     busy_ = progress.busy;
     acknowledged_ = progress.acknowledged;
 }

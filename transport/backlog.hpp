@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "base/time.hpp"
 #include "platform/sockets.hpp"
@@ -8,11 +9,11 @@
 namespace quillon {
 
 /// Decides whether another frame may follow on a link that still has bytes of the last one. Those may wait
-/// for as long as it takes to capture and encode the next: then the link is never idle, and a picture that
+/// for as long as it takes to capture and encode the next: then the link is hardly idle, and a picture that
 /// is taken now, or a cursor message, finds little before it. Bytes that the path itself holds do not count.
 ///
-///     unsent ── queues on the way ── the path: speed × shortest round trip ──▶ device
-///     └── may hold kOverlap of the link's speed ──┘
+///     unsent in the kernel ── queues on the way ── the path: speed × shortest round trip ──▶ device
+///     └── together at most what the link takes in 12 ms ──┘
 ///
 /// How long they wait depends on the link's speed, which is learned here: what was acknowledged in the time
 /// for which there was anything to acknowledge. One for each link; not for several threads at once.
@@ -20,16 +21,18 @@ class Backlog {
   public:
     bool allowsFrame(const SendProgress& progress);
 
-    /// Bytes a second; 0 while it is not known.
-    double speed() const { return speed_; }
+    /// Bytes a second; nothing while it is not known.
+    std::optional<double> speed() const { return speed_; }
 
   private:
     void learn(const SendProgress& progress);
+    double most() const;
 
-    int64_t acknowledged_ = 0;  ///< when the speed was learned last
+    // When the speed was learned last.
+    int64_t acknowledged_ = 0;
     Duration busy_{};
-    double speed_ = 0;
-    bool isKnown_ = false;
+
+    std::optional<double> speed_;
 };
 
 }  // namespace quillon
