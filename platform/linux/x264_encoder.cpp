@@ -233,7 +233,6 @@ class X264Encoder : public VideoEncoder {
         const auto begun = SteadyClock::now();
         encodeFrame(submission.time);
         load_.encoded(SteadyClock::now() - begun);
-        session_.setSearch(load_.isHigh() ? X264Session::Search::near : X264Session::Search::wide);
         scheduleImprovement(kRestBeforeRefinement);
     }
 
