@@ -1,8 +1,8 @@
 #include "tests/shell/accessible_windows.hpp"
 
-#include <QDBusArgument>
-#include <QDBusObjectPath>
+#include <QDBusMetaType>
 #include <QDBusVariant>
+#include <QRect>
 #include <vector>
 
 namespace quillon::testing {
@@ -31,40 +31,33 @@ AccessibleWindows::AccessibleWindows(const std::string& busAddress)
           }),
       registry_(busAddress, kRegistry, kRoot, [this](const QDBusMessage& call, QDBusConnection bus) {
           return answer(call, std::move(bus));
-      }) {}
+      }) {
+    qDBusRegisterMetaType<Reference>();
+}
 
 bool AccessibleWindows::answer(const QDBusMessage& call, QDBusConnection bus) {
     if (call.member() != QLatin1String("Embed")) return false;
     program_ = call.service();
-    QDBusArgument root;
-    root.beginStructure();
-    root << kRegistry << QDBusObjectPath(kRoot);
-    root.endStructure();
-    bus.send(call.createReply(QVariant::fromValue(root)));
+    bus.send(call.createReply(QVariant::fromValue(Reference{kRegistry, QDBusObjectPath(kRoot)})));
     return true;
 }
 
 QDBusMessage AccessibleWindows::ask(const Reference& object, const QString& interface, const QString& method,
                                     const QVariantList& arguments) {
-    auto call = QDBusMessage::createMethodCall(object.service, object.path, interface, method);
+    auto call = QDBusMessage::createMethodCall(object.service, object.path.path(), interface, method);
     call.setArguments(arguments);
     return registry_.bus().call(call);
 }
 
 std::optional<AccessibleWindows::Control> AccessibleWindows::shown(const Reference& object) {
     const auto states = ask(object, kAccessible, QStringLiteral("GetState")).arguments().value(0);
-    const auto place = ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen}).arguments();
-    if (!states.canConvert<QDBusArgument>() || !place.value(0).canConvert<QDBusArgument>()) return {};
-    QList<uint> bits;
-    states.value<QDBusArgument>() >> bits;
+    const auto bits = qdbus_cast<QList<uint>>(states);
     const auto has = [&](uint bit) { return (bits.value(static_cast<int>(bit / 32)) >> bit % 32 & 1) != 0; };
     if (!has(kShowingBit)) return {};
-    const auto box = place.value(0).value<QDBusArgument>();
-    int x = 0, y = 0, width = 0, height = 0;
-    box.beginStructure();
-    box >> x >> y >> width >> height;
-    box.endStructure();
-    return Control{x + width / 2, y + height / 2, has(kCheckedBit)};
+    const auto place =
+        ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen}).arguments().value(0);
+    const QPoint middle = qdbus_cast<QRect>(place).center();
+    return Control{middle.x(), middle.y(), has(kCheckedBit)};
 }
 
 void AccessibleWindows::collect(const Reference& object, const QString& name, std::vector<Control>& found) {
@@ -74,27 +67,13 @@ void AccessibleWindows::collect(const Reference& object, const QString& name, st
         if (const auto control = shown(object)) found.push_back(*control);
     }
 
-    const auto answer = ask(object, kAccessible, QStringLiteral("GetChildren")).arguments().value(0);
-    if (!answer.canConvert<QDBusArgument>()) return;
-    std::vector<Reference> children;
-    const auto list = answer.value<QDBusArgument>();
-    list.beginArray();
-    while (!list.atEnd()) {
-        Reference child;
-        QDBusObjectPath path;
-        list.beginStructure();
-        list >> child.service >> path;
-        list.endStructure();
-        child.path = path.path();
-        children.push_back(child);
-    }
-    list.endArray();
-    for (const Reference& child : children) collect(child, name, found);
+    const auto children = ask(object, kAccessible, QStringLiteral("GetChildren")).arguments().value(0);
+    for (const Reference& child : qdbus_cast<QList<Reference>>(children)) collect(child, name, found);
 }
 
 std::vector<AccessibleWindows::Control> AccessibleWindows::controls(const std::string& name) {
     std::vector<Control> found;
-    if (!program_.isEmpty()) collect({program_, kRoot}, QString::fromStdString(name), found);
+    if (!program_.isEmpty()) collect({program_, QDBusObjectPath(kRoot)}, QString::fromStdString(name), found);
     return found;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QDBusArgument>
+#include <QDBusObjectPath>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +30,20 @@ class AccessibleWindows {
   private:
     struct Reference {
         QString service;
-        QString path;
+        QDBusObjectPath path;
+
+        friend QDBusArgument& operator<<(QDBusArgument& argument, const Reference& reference) {
+            argument.beginStructure();
+            argument << reference.service << reference.path;
+            argument.endStructure();
+            return argument;
+        }
+        friend const QDBusArgument& operator>>(const QDBusArgument& argument, Reference& reference) {
+            argument.beginStructure();
+            argument >> reference.service >> reference.path;
+            argument.endStructure();
+            return argument;
+        }
     };
     bool answer(const QDBusMessage& call, QDBusConnection bus);
     QDBusMessage ask(const Reference& object, const QString& interface, const QString& method,
