@@ -20,6 +20,11 @@ constexpr uint kOnTheScreen = 0;
 constexpr uint kCheckedBit = 4;
 constexpr uint kShowingBit = 25;
 
+QVariant answerTo(QDBusPendingCall question) {
+    question.waitForFinished();
+    return question.reply().arguments().value(0);
+}
+
 }  // namespace
 
 AccessibleWindows::AccessibleWindows(const std::string& busAddress)
@@ -42,38 +47,51 @@ bool AccessibleWindows::answer(const QDBusMessage& call, QDBusConnection bus) {
     return true;
 }
 
-QDBusMessage AccessibleWindows::ask(const Reference& object, const QString& interface, const QString& method,
-                                    const QVariantList& arguments) {
+QDBusPendingCall AccessibleWindows::ask(const Reference& object, const QString& interface,
+                                        const QString& method, const QVariantList& arguments) {
     auto call = QDBusMessage::createMethodCall(object.service, object.path.path(), interface, method);
     call.setArguments(arguments);
-    return registry_.bus().call(call);
+    return registry_.bus().asyncCall(call);
 }
 
+// A control may go while it is asked: then the answers are empty.
+
 std::optional<AccessibleWindows::Control> AccessibleWindows::shown(const Reference& object) {
-    const auto states = ask(object, kAccessible, QStringLiteral("GetState")).arguments().value(0);
-    const auto bits = qdbus_cast<QList<uint>>(states);
+    const QDBusPendingCall states = ask(object, kAccessible, QStringLiteral("GetState"));
+    const QDBusPendingCall place = ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen});
+    const auto bits = qdbus_cast<QList<uint>>(answerTo(states));
     const auto has = [&](uint bit) { return (bits.value(static_cast<int>(bit / 32)) >> bit % 32 & 1) != 0; };
     if (!has(kShowingBit)) return {};
-    const auto place =
-        ask(object, kComponent, QStringLiteral("GetExtents"), {kOnTheScreen}).arguments().value(0);
-    const QPoint middle = qdbus_cast<QRect>(place).center();
+    const QPoint middle = qdbus_cast<QRect>(answerTo(place)).center();
     return Control{middle.x(), middle.y(), has(kCheckedBit)};
 }
 
-void AccessibleWindows::collect(const Reference& object, const QString& name, std::vector<Control>& found) {
-    // A control may go while it is asked: then the answers are empty.
-    const auto its = ask(object, kProperties, QStringLiteral("Get"), {kAccessible, QStringLiteral("Name")});
-    if (its.arguments().value(0).value<QDBusVariant>().variant().toString() == name) {
-        if (const auto control = shown(object)) found.push_back(*control);
-    }
-
-    const auto children = ask(object, kAccessible, QStringLiteral("GetChildren")).arguments().value(0);
-    for (const Reference& child : qdbus_cast<QList<Reference>>(children)) collect(child, name, found);
-}
-
 std::vector<AccessibleWindows::Control> AccessibleWindows::controls(const std::string& name) {
+    struct Question {
+        Reference object;
+        QDBusPendingCall name;
+        QDBusPendingCall children;
+    };
     std::vector<Control> found;
-    if (!program_.isEmpty()) collect({program_, QDBusObjectPath(kRoot)}, QString::fromStdString(name), found);
+    QList<Reference> level;
+    if (!program_.isEmpty()) level.push_back({program_, QDBusObjectPath(kRoot)});
+    while (!level.isEmpty()) {
+        // All of a level at once: one by one most of the time goes by between question and answer.
+        std::vector<Question> questions;
+        for (const Reference& object : level) {
+            questions.push_back(
+                {object,
+                 ask(object, kProperties, QStringLiteral("Get"), {kAccessible, QStringLiteral("Name")}),
+                 ask(object, kAccessible, QStringLiteral("GetChildren"))});
+        }
+        level.clear();
+        for (const Question& question : questions) {
+            level += qdbus_cast<QList<Reference>>(answerTo(question.children));
+            const QString its = answerTo(question.name).value<QDBusVariant>().variant().toString();
+            if (its.toStdString() != name) continue;
+            if (const auto control = shown(question.object)) found.push_back(*control);
+        }
+    }
     return found;
 }
 

@@ -2,6 +2,7 @@
 
 #include <QDBusArgument>
 #include <QDBusObjectPath>
+#include <QDBusPendingCall>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,9 +47,8 @@ class AccessibleWindows {
         }
     };
     bool answer(const QDBusMessage& call, QDBusConnection bus);
-    QDBusMessage ask(const Reference& object, const QString& interface, const QString& method,
-                     const QVariantList& arguments = {});
-    void collect(const Reference& object, const QString& name, std::vector<Control>& found);
+    QDBusPendingCall ask(const Reference& object, const QString& interface, const QString& method,
+                         const QVariantList& arguments = {});
     std::optional<Control> shown(const Reference& object);
 
     QString program_;
