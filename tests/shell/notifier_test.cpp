@@ -55,6 +55,7 @@ TEST_F(NotifierTest, TheItemTellsWhatItIs) {
     }
     toolTip.endArray();
     toolTip >> title;
+    toolTip.endStructure();
     EXPECT_EQ(title.toStdString(), "Quillon — usb");
 
     const auto pictures = host->property(QStringLiteral("IconPixmap")).value<QDBusArgument>();
