@@ -4,7 +4,7 @@
 
 namespace quillon {
 
-/// `Sockets::sendProgress`, the one answer that POSIX has no call for: each system has a file of its own.
+/// `Sockets::sendProgress`, an answer that POSIX has no call for: each system has a file of its own.
 SendProgress sendProgress(int descriptor);
 
 }  // namespace quillon
