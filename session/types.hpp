@@ -59,15 +59,19 @@ struct SessionConfig {
     Size virtualSize() const { return {clampedToInt(virtualWidth), clampedToInt(virtualHeight)}; }
 };
 
-/// What an observer sees of a session.
+/// What an observer sees of a session. A source is the screen's capture or the test pattern.
 ///
-///                       start                     capture or pattern runs
-///     idle, failed ────────────────▶ starting ───────────────────────────▶ running
-///          ▲                        │   ▲  ▲                                  │
-///          │ stop (from any)        │   │  └─────── link lost, restart ───────┘
-///          └────────────────────    │   │ retry
-///                                   ▼   │
-///                                  failed
+///                start                     a source runs
+///     idle ─────────────────▶ starting ───────────────────▶ running
+///       ▲                      │  ▲  ▲                       │  │ ▲
+///       │ stop (from any)      │  │  └─ link lost, restart ───┘  │ │
+///       └──────────────────    │  │                              │ │
+///                              │  │ start, restart, link lost    │ │
+///     no display, link,        ▼  │                              │ │
+///     encoder or source       failed ◀─── no encoder or source ──┘ │
+///                                └───── a retry's source runs ─────┘
+///
+/// A retry alone shows nothing: the failure stands until it has succeeded.
 struct SessionState {
     enum class Kind { idle, starting, running, failed };
     Kind kind = Kind::idle;
