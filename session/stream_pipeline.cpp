@@ -44,8 +44,8 @@ StreamPipeline::Capturing StreamPipeline::startCapture(const CaptureStart& start
     auto& platform = parts_.platform;
     capture_ =
         ScreenSource::make(platform.mainLoop(), platform.threads(), platform.capture(), platform.displays());
-    // The encoder may outlive the source and the other way round: each refers to the other weakly or not
-    // at all while the pipeline owns both.
+    // The source keeps the encoder, which knows it weakly: pictures that are on their way when the pipeline
+    // goes still find an encoder, and the two do not keep each other.
     capture_->onFrame = [encoder = encoder_](const PicturePtr& picture, uint64_t microseconds) {
         encoder->encode(picture, microseconds);
     };
@@ -59,8 +59,8 @@ StreamPipeline::Capturing StreamPipeline::startCapture(const CaptureStart& start
     ScreenSource::StartRequest request;
     request.displayID = start.displayID;
     request.displayIndex = start.displayIndex;
-    request.width = settings_.width;
-    request.height = settings_.height;
+    request.width = captureWidth();
+    request.height = captureHeight();
     request.fps = settings_.fps;
     request.showCursor = false;  // the cursor feed carries the pointer
     request.scaling = start.scaling;
