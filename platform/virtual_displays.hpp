@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,8 +10,16 @@
 
 namespace quillon {
 
-/// What a virtual monitor is asked to be. Vendor, model, serial and physical size are the platform's
-/// constants: they are how a leftover is recognised.
+/// What every virtual monitor of this program says of itself, on every platform: the session and the clean-up
+/// know them by vendor and model, those too that an earlier run has left behind.
+struct VirtualMonitor {
+    static constexpr Displays::Identity kIdentity{1452, 4096};
+    static constexpr uint32_t kSerial = 1;
+    static constexpr double kWidthMillimetres = 160.5;
+    static constexpr double kHeightMillimetres = 120.4;
+};
+
+/// What a virtual monitor is asked to be besides.
 struct VirtualDisplayRequest {
     std::string name;
     std::vector<Size> modes;  ///< pixels, in order of preference

@@ -30,7 +30,7 @@ VirtualDisplayRequest displayRequest() {
 std::vector<DisplayID> ourDisplays(Displays& displays) {
     std::vector<DisplayID> ours;
     for (const DisplayID display : displays.active()) {
-        if (displays.identity(display) == kOwnDisplay) ours.push_back(display);
+        if (displays.identity(display) == VirtualMonitor::kIdentity) ours.push_back(display);
     }
     return ours;
 }

@@ -9,9 +9,6 @@
 
 namespace quillon {
 
-/// How we recognise our own virtual displays, also those that an earlier run left behind.
-inline constexpr Displays::Identity kOwnDisplay{1452, 4096};
-
 /// The active displays that are virtual displays of this program, in the system's order.
 std::vector<DisplayID> ourDisplays(Displays& displays);
 

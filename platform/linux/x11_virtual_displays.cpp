@@ -15,11 +15,6 @@ namespace quillon {
 
 namespace {
 
-constexpr Displays::Identity kIdentity{1452, 4096};
-constexpr uint32_t kSerial = 1;
-constexpr double kWidthMillimetres = 160.5;
-constexpr double kHeightMillimetres = 120.4;
-
 Size sizeOf(const VideoTiming& timing) {
     return {timing.across.visible, timing.down.visible};
 }
@@ -36,7 +31,8 @@ std::vector<VideoTiming> timingsOf(const VirtualDisplayRequest& request) {
 }
 
 Edid edidFor(const VirtualDisplayRequest& request, const VideoTiming& preferred) {
-    return edidOf({kIdentity, kSerial, request.name, kWidthMillimetres, kHeightMillimetres, preferred,
+    return edidOf({VirtualMonitor::kIdentity, VirtualMonitor::kSerial, request.name,
+                   VirtualMonitor::kWidthMillimetres, VirtualMonitor::kHeightMillimetres, preferred,
                    request.refreshRate});
 }
 
@@ -117,8 +113,8 @@ bool enable(const X11Connection& connection, const X11OwnOutputs& own, const X11
             const std::vector<VideoTiming>& timings) {
     const std::vector<X11Screen::Mode> modes = addModes(connection, output.id, timings);
     own.declare(output.id, screen, edidFor(request, timings.front()),
-                {static_cast<int>(std::lround(kWidthMillimetres)),
-                 static_cast<int>(std::lround(kHeightMillimetres))});
+                {static_cast<int>(std::lround(VirtualMonitor::kWidthMillimetres)),
+                 static_cast<int>(std::lround(VirtualMonitor::kHeightMillimetres))});
     return std::ranges::any_of(modes, [&](const X11Screen::Mode& mode) {
         return reconfigure(connection, screen, withDisplay(screen, output, mode));
     });

@@ -12,12 +12,6 @@ namespace quillon {
 
 namespace {
 
-// How a monitor of ours is known again, by any process.
-constexpr unsigned int kVendor = 1452;
-constexpr unsigned int kModel = 4096;
-constexpr unsigned int kSerial = 1;
-constexpr CGSize kMillimetres{160.5, 120.4};
-
 /// Do objects of this class answer to all that we may call?
 bool answers(Class type, Protocol* calls) {
     unsigned int count = 0;
@@ -48,12 +42,13 @@ id<QuillonDisplayDescriptor> describe(const Classes& classes, const VirtualDispl
     const id<QuillonDisplayDescriptor> descriptor = [[classes.descriptor alloc] init];
     NSString* const name = [NSString stringWithUTF8String:request.name.c_str()];
     descriptor.name = name != nil ? name : @"Quillon";
-    descriptor.vendorID = kVendor;
-    descriptor.productID = kModel;
-    descriptor.serialNum = kSerial;
+    descriptor.vendorID = VirtualMonitor::kIdentity.vendor;
+    descriptor.productID = VirtualMonitor::kIdentity.model;
+    descriptor.serialNum = VirtualMonitor::kSerial;
     descriptor.maxPixelsWide = static_cast<unsigned int>(request.maxPixels.width);
     descriptor.maxPixelsHigh = static_cast<unsigned int>(request.maxPixels.height);
-    descriptor.sizeInMillimeters = kMillimetres;
+    descriptor.sizeInMillimeters =
+        CGSize{VirtualMonitor::kWidthMillimetres, VirtualMonitor::kHeightMillimetres};
     descriptor.queue = makeLabelledQueue(".virtualdisplay", Priority::userInitiated);
     return descriptor;
 }

@@ -113,11 +113,9 @@ std::unique_ptr<VirtualDisplay> SimulatedVirtualDisplays::create(const VirtualDi
         --refusals;
         return nullptr;
     }
-    constexpr uint32_t kVendor = 1452;
-    constexpr uint32_t kModel = 4096;
     SimulatedDisplays::Display display;
     display.id = ++lastID_;
-    display.identity = {kVendor, kModel};
+    display.identity = VirtualMonitor::kIdentity;
     uint32_t token = 0;
     for (const Size size : request.modes) {
         display.modes.push_back({size.width, size.height, size.width, size.height, ++token});
