@@ -11,7 +11,6 @@ namespace quillon {
 namespace {
 
 constexpr std::string_view kNamePrefix = "Quillon on ";
-constexpr std::string_view kLinkLocal = "169.254.";
 /// So much of an identifier tells two devices apart and still fits into a menu.
 constexpr size_t kShortIdentifier = 6;
 
@@ -34,7 +33,7 @@ std::vector<DeviceEntry> cabledEntries(
 /// The USB device that this endpoint belongs to; null when that is not certain.
 DeviceEntry* sameDevice(std::vector<DeviceEntry>& cabled, const FoundDevices& found,
                         const WiFiDiscovery::Endpoint& endpoint) {
-    if (endpoint.host.starts_with(kLinkLocal) && cabled.size() == 1) return &cabled.front();
+    if (isLinkLocal(endpoint.host) && cabled.size() == 1) return &cabled.front();
     if (!endpoint.model) return nullptr;
     const auto isThatModel = [&](const auto& each) { return each.model == endpoint.model; };
     if (std::ranges::count_if(cabled, isThatModel) != 1) return nullptr;

@@ -30,9 +30,9 @@ struct FoundDevices {
 ///
 /// An endpoint and a USB device are the same device when nothing else they could be is left: they are of the
 /// same model (`modelOf` tells the model that a USB device had when it was last connected), and neither a
-/// second USB device nor a second endpoint name is of that model; or the endpoint's address belongs to the
-/// network of a cable (169.254.0.0/16), and there is just one USB device. In doubt they stay apart: two rows
-/// for one device are a smaller fault than one row for two.
+/// second USB device nor a second endpoint name is of that model; or the endpoint's address is link-local,
+/// which is the network of a cable, and there is just one USB device. In doubt they stay apart: two rows for
+/// one device are a smaller fault than one row for two.
 ///
 /// Devices are called as they call themselves over Wi-Fi, otherwise "Quillon on " and their model or, when
 /// that is unknown too, the end of their identifier. Entries of the same name get that end as well.

@@ -9,11 +9,10 @@ constexpr int kMostAttempts = 10;
 constexpr Duration kBetweenAttempts = 600ms;
 constexpr Duration kConnectLimit = 4s;
 constexpr Duration kDiscoveryLimit = 3s;
-constexpr std::string_view kLinkLocal = "169.254.";
 }  // namespace
 
 std::string tcpLinkDescription(const std::string& host) {
-    return (host.starts_with(kLinkLocal) ? "USB link (" : "Wi-Fi (") + host + ")";
+    return (isLinkLocal(host) ? "USB link (" : "Wi-Fi (") + host + ")";
 }
 
 LinkConnector::LinkConnector(Platform& platform)

@@ -50,7 +50,7 @@ class LinkConnector : public std::enable_shared_from_this<LinkConnector> {
     WiFiDiscovery discovery_;
 };
 
-/// "USB link (host)" for the device's own network over the cable (169.254.0.0/16), else "Wi-Fi (host)".
+/// "USB link (host)" for a link-local address, else "Wi-Fi (host)".
 std::string tcpLinkDescription(const std::string& host);
 
 }  // namespace quillon

@@ -21,10 +21,6 @@ constexpr Duration kResolveLimit = 4s;
 /// How soon after the first result a search for one endpoint ends.
 constexpr Duration kSlice = 100ms;
 
-bool isLinkLocal(const std::string& host) {
-    return host.starts_with("169.254.");
-}
-
 /// The model in a TXT record; not UTF-8, or empty, is none.
 std::optional<std::string> modelIn(const ServiceBrowser::Service& service) {
     const auto entry = service.txt.find("model");
@@ -35,6 +31,10 @@ std::optional<std::string> modelIn(const ServiceBrowser::Service& service) {
 }
 
 }  // namespace
+
+bool isLinkLocal(std::string_view host) {
+    return host.starts_with("169.254.");
+}
 
 /// One search. Belongs to the thread that runs it, and so do the browser's callbacks.
 class WiFiDiscovery::Finder {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/time.hpp"
@@ -10,6 +11,9 @@
 #include "platform/service_browser.hpp"
 
 namespace quillon {
+
+/// Is this address (numeric) of the device's own network over the cable, 169.254.0.0/16?
+bool isLinkLocal(std::string_view host);
 
 /// Finds the app on the local network. `USBLink::connectTCP` connects to what it finds.
 ///
