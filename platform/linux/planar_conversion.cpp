@@ -43,12 +43,12 @@ int half(int value) {
 }
 
 ScalingAxis lumaAxis(int from, int to) {
-    return {0, static_cast<double>(from), 0, from, to};
+    return {static_cast<double>(from), from, to};
 }
 
 /// Chroma samples lie in the middle of two luma samples, so half the luma interval is theirs.
 ScalingAxis chromaAxis(int from, int to) {
-    return {0, from / 2.0, 0, half(from), to / 2};
+    return {from / 2.0, half(from), to / 2};
 }
 
 }  // namespace
@@ -67,16 +67,15 @@ PictureLayout PictureLayout::of(Size display, const CaptureRequest& request) {
     return layout;
 }
 
-PlanarConverter::Scaled::Scaled(const PictureLayout& place)
-    : layout(place),
-      luma(lumaAxis(place.source.width, place.target.width),
-           lumaAxis(place.source.height, place.target.height)),
-      chroma(chromaAxis(place.source.width, place.target.width),
-             chromaAxis(place.source.height, place.target.height)) {
-    const int lumaStride = (place.source.width + 63) & ~63;
-    const int chromaStride = (half(place.source.width) + 63) & ~63;
-    const size_t lumaBytes = static_cast<size_t>(lumaStride) * place.source.height;
-    const size_t chromaBytes = static_cast<size_t>(chromaStride) * half(place.source.height);
+PlanarConverter::Scaled::Scaled(const PictureLayout& layout)
+    : luma(lumaAxis(layout.source.width, layout.target.width),
+           lumaAxis(layout.source.height, layout.target.height)),
+      chroma(chromaAxis(layout.source.width, layout.target.width),
+             chromaAxis(layout.source.height, layout.target.height)) {
+    const int lumaStride = (layout.source.width + 63) & ~63;
+    const int chromaStride = (half(layout.source.width) + 63) & ~63;
+    const size_t lumaBytes = static_cast<size_t>(lumaStride) * layout.source.height;
+    const size_t chromaBytes = static_cast<size_t>(chromaStride) * half(layout.source.height);
     memory.resize(lumaBytes + 2 * chromaBytes);
     picture.planes = {{{memory.data(), lumaStride},
                        {memory.data() + lumaBytes, chromaStride},

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "platform/capture.hpp"
@@ -47,8 +46,7 @@ class PlanarConverter {
   private:
     /// A picture of the source rectangle's size and its way to the output.
     struct Scaled {
-        Scaled(const PictureLayout& layout);
-        PictureLayout layout;
+        explicit Scaled(const PictureLayout& layout);
         std::vector<uint8_t> memory;
         Picture picture;  ///< planes only; unlike other pictures it may have odd edges
         PlanarScaler luma;

@@ -27,24 +27,24 @@ void quantize(const std::vector<double>& exact, int16_t* weights) {
 
 }  // namespace
 
-ScalingAxis::ScalingAxis(double origin, double extent, int first, int end, int outputCount) {
+ScalingAxis::ScalingAxis(double extent, int sourceCount, int outputCount) {
     const double step = extent / outputCount;
     const bool shrinking = step > 1;
     // A span of `step` touches at most ceil(step) + 1 samples.
-    taps_ = std::min(shrinking ? static_cast<int>(std::ceil(step)) + 1 : 2, end - first);
+    taps_ = std::min(shrinking ? static_cast<int>(std::ceil(step)) + 1 : 2, sourceCount);
     starts_.resize(static_cast<size_t>(outputCount));
     weights_.resize(static_cast<size_t>(outputCount) * spread());
     std::vector<double> exact(static_cast<size_t>(taps_));
     for (int i = 0; i < outputCount; ++i) {
-        const double begin = origin + i * step;
+        const double begin = i * step;
         const double centre = begin + step / 2 - 0.5;
         const double lowest = shrinking ? begin : centre;
-        const int start = std::clamp(static_cast<int>(std::floor(lowest)), first, end - taps_);
+        const int start = std::clamp(static_cast<int>(std::floor(lowest)), 0, sourceCount - taps_);
         for (int tap = 0; tap < taps_; ++tap) {
             const double sample = start + tap;
             const double weight = shrinking
                                       ? std::min(sample + 1, begin + step) - std::max(sample, begin)
-                                      : 1 - std::abs(std::clamp<double>(centre, first, end - 1) - sample);
+                                      : 1 - std::abs(std::clamp<double>(centre, 0, sourceCount - 1) - sample);
             exact[static_cast<size_t>(tap)] = std::max(weight, 0.0);
         }
         starts_[static_cast<size_t>(i)] = start;

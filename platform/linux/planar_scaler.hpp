@@ -18,9 +18,8 @@ class ScalingAxis {
     static constexpr int kUnit = 128;
     static constexpr int kUnitBits = 7;
 
-    /// Maps the source interval [origin, origin + extent) onto `outputCount` samples. Only source
-    /// samples from `first` to before `end` are used.
-    ScalingAxis(double origin, double extent, int first, int end, int outputCount);
+    /// Maps the source interval [0, extent) of `sourceCount` samples onto `outputCount` samples.
+    ScalingAxis(double extent, int sourceCount, int outputCount);
 
     int taps() const { return taps_; }
     int outputCount() const { return static_cast<int>(starts_.size()); }
