@@ -19,7 +19,6 @@ namespace quillon::device {
 class Series {
   public:
     void add(double value);
-    bool empty() const { return values_.empty(); }
     /// The smallest value that at least this share (0..1) of the samples do not exceed; 0 without any.
     double percentile(double share) const;
     /// {"p50": ..., "p95": ..., "p99": ..., "max": ...}, or null without a sample.

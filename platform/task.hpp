@@ -105,8 +105,6 @@ class [[nodiscard]] Task {
 
     void start() { handle_.resume(); }
     bool isDone() const { return handle_.done(); }
-    /// Rethrows what the task threw.
-    void rethrow() const { handle_.promise().take(); }
 
   private:
     std::coroutine_handle<promise_type> handle_;

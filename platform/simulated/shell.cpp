@@ -47,11 +47,7 @@ class SimulatedItem : public StatusItem {
         if (world_.item == item_) world_.item = nullptr;
     }
 
-    void setLook(const StatusItemLook& look) override {
-        if (item_->look == look) return;
-        item_->look = look;
-        ++item_->lookChanges;
-    }
+    void setLook(const StatusItemLook& look) override { item_->look = look; }
     void menuChanged() override {
         if (item_->menu) item_->menuInStore = item_->menu->menuNeedsUpdate();
     }

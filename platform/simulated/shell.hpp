@@ -20,7 +20,6 @@ class ShellWorld {
     // --- what is drawn
     struct Item {
         StatusItemLook look;
-        int lookChanges = 0;
         Menu menuInStore;                   ///< as panels have it that never ask before they open it
         std::function<void()> onClick;      ///< of an item without a menu
         std::optional<MenuCallbacks> menu;  ///< of one with a menu
