@@ -3,9 +3,6 @@
 #include <libyuv/convert_argb.h>
 #include <png.h>
 
-#include <cerrno>
-#include <cstring>
-#include <memory>
 #include <stdexcept>
 
 namespace quillon::device {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 #include "base/bytes.hpp"
 #include "base/geometry.hpp"

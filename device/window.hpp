@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <memory>
-#include <string>
 
 #include "device/device.hpp"
 #include "device/end_watch.hpp"

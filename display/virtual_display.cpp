@@ -1,7 +1,5 @@
 #include "display/virtual_display.hpp"
 
-#include <utility>
-
 namespace quillon {
 
 std::unique_ptr<VirtualDisplay> createVirtualDisplay(VirtualDisplays& service,

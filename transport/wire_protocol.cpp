@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdlib>
 #include <limits>
-#include <vector>
 
 #include "base/text.hpp"
 

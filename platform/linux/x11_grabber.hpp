@@ -4,8 +4,6 @@
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
-#include <vector>
-
 #include "platform/linux/damage_region.hpp"
 #include "platform/linux/planar_scaler.hpp"
 #include "platform/linux/x11_connection.hpp"

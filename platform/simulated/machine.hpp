@@ -4,10 +4,8 @@
 #include <functional>
 #include <list>
 #include <map>
-#include <memory>
 #include <optional>
 #include <semaphore>
-#include <string>
 #include <thread>
 #include <vector>
 
