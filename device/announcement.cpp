@@ -11,6 +11,7 @@
 #include <memory>
 #include <utility>
 
+#include "base/releaser.hpp"
 #include "base/text.hpp"
 #include "device/say.hpp"
 
@@ -20,14 +21,6 @@ namespace {
 constexpr const char* kServiceType = "_paravane._tcp";
 /// How long after the daemon was found absent, or went away, it is looked for again. Milliseconds.
 constexpr int kReconnect = 1000;
-
-template <auto release>
-struct Releaser {
-    template <typename Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
-};
 
 }  // namespace
 

@@ -25,8 +25,8 @@ constexpr size_t kMostServices = 256;
 constexpr ptrdiff_t kAtOnce = 16;
 constexpr Clock::duration kAWhile = std::chrono::milliseconds(100);
 
-/// What the daemon reports is only noted in its callbacks; `run` acts on
-/// it, so that the browser's user may do anything in a callback.
+/// What the daemon reports is only noted in its callbacks; `run` acts on it, so that the browser's user may
+/// do anything in a callback.
 class AvahiSearch : public ServiceBrowser::Search {
   public:
     AvahiSearch(std::string type, std::string domain, ServiceBrowser::Callbacks callbacks)

@@ -7,17 +7,11 @@
 #include <chrono>
 #include <memory>
 
+#include "base/releaser.hpp"
+
 namespace quillon::avahi {
 
 using Clock = std::chrono::steady_clock;
-
-template <auto release>
-struct Releaser {
-    template <typename Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
-};
 
 // Browsers and resolvers go before their client, and it before its poll.
 using Poll = std::unique_ptr<AvahiSimplePoll, Releaser<avahi_simple_poll_free>>;

@@ -2,19 +2,13 @@
 
 #include <numbers>
 
+#include "base/releaser.hpp"
 #include "platform/linux/pattern/module.hpp"
 
 namespace quillon {
 
 namespace {
 
-template <auto release>
-struct Releaser {
-    template <typename Object>
-    void operator()(Object* object) const {
-        release(object);
-    }
-};
 using Surface = std::unique_ptr<cairo_surface_t, Releaser<cairo_surface_destroy>>;
 using Context = std::unique_ptr<cairo_t, Releaser<cairo_destroy>>;
 using Layout = std::unique_ptr<PangoLayout, Releaser<g_object_unref>>;
