@@ -5,7 +5,7 @@
 namespace quillon {
 namespace {
 
-TEST(HostLinesTest, States) {
+TEST(HostLinesTest, EachStateHasItsWords) {
     EXPECT_EQ(stateLine(SessionState::running("Virtual display 2048×1536")),
               "[session] Virtual display 2048×1536");
     EXPECT_EQ(stateLine(SessionState::running("")), "[session] ");
@@ -14,7 +14,7 @@ TEST(HostLinesTest, States) {
     EXPECT_EQ(stateLine(SessionState::starting()), "[session] Starting\xE2\x80\xA6");
 }
 
-TEST(HostLinesTest, Statistics) {
+TEST(HostLinesTest, StatisticsAreRoundedAndMayLackALatency) {
     EXPECT_EQ(statisticsLine({29.96, 12.345, 8.25, 3}),
               "[host] 30.0 fps   12.35 Mbps   latency p50 8.2 ms   drops 3");
     EXPECT_EQ(statisticsLine({}), "[host] 0.0 fps   0.00 Mbps   latency n/a   drops 0");

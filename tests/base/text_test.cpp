@@ -17,7 +17,7 @@ TEST(TextTest, SplittingDropsEmptyPieces) {
     EXPECT_THAT(splitDroppingEmpty("   ", ' '), IsEmpty());
 }
 
-TEST(TextTest, Integers) {
+TEST(TextTest, AnIntegerIsASignAndDigitsThatFit) {
     EXPECT_EQ(parseInteger("0"), 0);
     EXPECT_EQ(parseInteger("-0"), 0);
     EXPECT_EQ(parseInteger("+7"), 7);
@@ -31,7 +31,7 @@ TEST(TextTest, Integers) {
     EXPECT_EQ(parseInteger(std::string_view("1\0", 2)), std::nullopt);
 }
 
-TEST(TextTest, Ports) {
+TEST(TextTest, APortHas16Bits) {
     EXPECT_EQ(parsePort("0"), 0);
     EXPECT_EQ(parsePort("65535"), 65535);
     for (const char* bad : {"65536", "-1", "", "x"}) EXPECT_EQ(parsePort(bad), std::nullopt) << bad;

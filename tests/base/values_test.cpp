@@ -32,7 +32,7 @@ TEST(BytesTest, FloatsTravelAsTheirBits) {
     EXPECT_TRUE(std::isnan(loadBigEndianFloat(bytes.data())));
 }
 
-TEST(GeometryTest, Intersections) {
+TEST(GeometryTest, AnIntersectionIsWhatBothCover) {
     EXPECT_EQ(intersection({0, 0, 10, 10}, {5, 6, 10, 10}), (PixelRect{5, 6, 5, 4}));
     EXPECT_TRUE(intersection({0, 0, 10, 10}, {10, 0, 5, 5}).isEmpty());
     EXPECT_TRUE(intersection({0, 0, 10, 10}, {20, 20, 5, 5}).isEmpty());
@@ -47,10 +47,12 @@ TEST(GeometryTest, FarEdgesLieOutside) {
     EXPECT_FALSE(rect.contains({std::nan(""), 30}));
 }
 
-TEST(TimeTest, SecondsAndBack) {
+TEST(TimeTest, SecondsReadBackAndAreBounded) {
     EXPECT_EQ(seconds(0.6), 600ms);
     EXPECT_EQ(toSeconds(1500ms), 1.5);
     EXPECT_EQ(toMilliseconds(1500us), 1.5);
+    EXPECT_EQ(seconds(1e30), seconds(1e9));
+    EXPECT_EQ(seconds(-1e30), -seconds(1e9));
 }
 
 TEST(TimeTest, TheSessionClockCountsWholeMicrosecondsFromItsOrigin) {

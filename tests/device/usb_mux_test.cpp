@@ -73,7 +73,7 @@ TEST_F(UsbMuxTest, NoServerMeansNoDevices) {
     EXPECT_LT(mux.connect(1, 5555).result, 0);
 }
 
-TEST_F(UsbMuxTest, NoDevices) {
+TEST_F(UsbMuxTest, WithoutDevicesTheListIsEmpty) {
     startServer();
     EXPECT_TRUE(link.listDevices().empty());
     EXPECT_FALSE(link.devicePresent("tablet"));
@@ -94,7 +94,7 @@ TEST_F(UsbMuxTest, TwoDevicesOneOfThemCabled) {
     EXPECT_FALSE(link.devicePresent("other"));
 }
 
-TEST_F(UsbMuxTest, TwoCabledDevices) {
+TEST_F(UsbMuxTest, OfTwoCabledDevicesNoneIsTheSoleOne) {
     startServer();
     addDevice("one");
     addDevice("two");
