@@ -4,8 +4,8 @@
 #     install_packages build run
 
 declare -A QUILLON_PACKAGES=(
-    # Compiling everything in the tree. The tests' and benchmarks' libraries belong here because one
-    # configuration holds them all.
+    # Compiling everything in the tree. The tests' libraries belong here because one configuration holds them
+    # too.
     [build]="g++ cmake ninja-build pkg-config ccache
         libusbmuxd-dev
         libxcb1-dev libxcb-shm0-dev libxcb-damage0-dev libxcb-randr0-dev libxcb-xfixes0-dev
@@ -13,7 +13,7 @@ declare -A QUILLON_PACKAGES=(
         libx264-dev libyuv-dev libcairo2-dev libpango1.0-dev libglib2.0-dev
         libavahi-client-dev libxcb-screensaver0-dev qt6-base-dev qt6-svg-dev
         libavcodec-dev libavutil-dev libsdl2-dev libpng-dev
-        libgtest-dev libgmock-dev libbenchmark-dev"
+        libgtest-dev libgmock-dev"
 
     # Running the programs: a font for the test pattern, and the X server that stands in where a
     # machine has no display.
