@@ -49,6 +49,7 @@ class Displays {
     /// All modes in the system's order.
     virtual std::vector<DisplayMode> modes(DisplayID display) = 0;
     virtual std::optional<DisplayMode> currentMode(DisplayID display) = 0;
+    /// Drives it by one of its modes, which may take hundreds of milliseconds. False when that was refused.
     virtual bool setMode(DisplayID display, const DisplayMode& mode) = 0;
 
     /// Is it in a mirror set; if so, `mirrors` names the display it shows (0 when it is the source).
@@ -57,6 +58,7 @@ class Displays {
         DisplayID mirrors = 0;
     };
     virtual Mirroring mirroring(DisplayID display) = 0;
+    /// Takes it out of its mirror set, for this login session only. False when that was refused.
     virtual bool stopMirroring(DisplayID display) = 0;
 
     /// Moves its origin, for this login session only. False when the configuration cannot begin.
