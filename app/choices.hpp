@@ -3,6 +3,8 @@
 #include <array>
 #include <string_view>
 
+#include "base/stream_types.hpp"
+
 namespace quillon {
 
 /// One option of a row that both front ends offer: as the classic menu writes it, and as the panel does.
@@ -13,16 +15,22 @@ struct Choice {
     std::string_view detail;
 };
 
+/// One of the session's own choices, which have their titles with them.
+template <typename Value>
+constexpr Choice offered(Value value, std::string_view pill, std::string_view detail) {
+    return {namesOf(value).rawValue, namesOf(value).label, pill, detail};
+}
+
 inline constexpr std::array kQualityChoices{
-    Choice{"best", "Best — full detail", "Best", "full detail"},
-    Choice{"balanced", "Balanced — 75% raster", "Balanced", "75% raster"},
-    Choice{"fast", "Fast — 50%, best for Wi-Fi", "Fast", "50%, best for Wi-Fi"},
+    offered(StreamQuality::best, "Best", "full detail"),
+    offered(StreamQuality::balanced, "Balanced", "75% raster"),
+    offered(StreamQuality::fast, "Fast", "50%, best for Wi-Fi"),
 };
 
 inline constexpr std::array kScalingChoices{
-    Choice{"fit", "Fit — whole screen, bars where shapes differ", "Fit", "whole screen, bars"},
-    Choice{"fill", "Fill — crop to the panel, loses edges", "Fill", "crops the edges"},
-    Choice{"stretch", "Stretch — fills, distorted", "Stretch", "fills, distorted"},
+    offered(Scaling::fit, "Fit", "whole screen, bars"),
+    offered(Scaling::fill, "Fill", "crops the edges"),
+    offered(Scaling::stretch, "Stretch", "fills, distorted"),
 };
 
 /// Frames that the device holds back: at 30 a second three of them are the 100 ms that the text promises.
@@ -33,9 +41,9 @@ inline constexpr std::array kSmoothnessChoices{
 };
 
 inline constexpr std::array kTransportChoices{
-    Choice{"usb", "USB (cable)", "USB", "cable"},
-    Choice{"wifi", "Wi-Fi", "Wi-Fi", "no cable"},
-    Choice{"auto", "Auto (prefer USB)", "Auto — prefer USB", "changes over by itself"},
+    offered(Transport::usb, "USB", "cable"),
+    offered(Transport::wifi, "Wi-Fi", "no cable"),
+    offered(Transport::auto_, "Auto — prefer USB", "changes over by itself"),
 };
 
 inline constexpr std::array kPositionChoices{
