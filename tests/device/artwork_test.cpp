@@ -15,7 +15,7 @@ uint8_t blueAt(const RgbPicture& picture, int x, int y) {
     return picture.pixels[static_cast<size_t>(y * picture.stride() + x * 4)];
 }
 
-TEST(Artwork, blends_by_alpha) {
+TEST(Artwork, BlendsByAlpha) {
     RgbPicture picture = filled({4, 4}, 0);
     blend(picture, filled({2, 2}, 200, 255), 0, 0);
     blend(picture, filled({2, 2}, 200, 0), 2, 0);
@@ -25,7 +25,7 @@ TEST(Artwork, blends_by_alpha) {
     EXPECT_NEAR(blueAt(picture, 1, 2), 100, 1);
 }
 
-TEST(Artwork, leaves_out_what_lies_outside) {
+TEST(Artwork, LeavesOutWhatLiesOutside) {
     for (const int at : {-3, -2, 3, 100, -100}) {
         RgbPicture picture = filled({4, 4}, 0);
         blend(picture, filled({3, 3}, 200), at, at);
@@ -34,14 +34,14 @@ TEST(Artwork, leaves_out_what_lies_outside) {
     }
 }
 
-TEST(Artwork, the_pointer_points_with_its_top_left_pixel) {
+TEST(Artwork, ThePointerPointsWithItsTopLeftPixel) {
     const RgbPicture pointer = drawPointer(32);
     EXPECT_EQ(pointer.size.height, 32);
     EXPECT_GT(pointer.pixels[3], 64) << "the tip is there";
     EXPECT_EQ(pointer.pixels[static_cast<size_t>(pointer.stride()) - 1], 0) << "the top right is empty";
 }
 
-TEST(Artwork, the_panel_grows_with_its_text) {
+TEST(Artwork, ThePanelGrowsWithItsText) {
     const RgbPicture one = drawPanel({"a"}, 14);
     const RgbPicture two = drawPanel({"a", "longer"}, 14);
     EXPECT_GT(two.size.width, one.size.width);

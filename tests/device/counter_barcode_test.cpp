@@ -31,7 +31,7 @@ struct Plane {
     std::vector<uint8_t> pixels;
 };
 
-TEST(CounterBarcode, stores_the_guard_the_counter_and_the_checksum) {
+TEST(CounterBarcode, StoresTheGuardTheCounterAndTheChecksum) {
     const Cells cells = cellsOf(0x80000001);
     EXPECT_TRUE(cells[0]);
     EXPECT_FALSE(cells[1]);
@@ -43,7 +43,7 @@ TEST(CounterBarcode, stores_the_guard_the_counter_and_the_checksum) {
     EXPECT_TRUE(cells[41]);
 }
 
-TEST(CounterBarcode, reads_what_it_stored_at_every_scale) {
+TEST(CounterBarcode, ReadsWhatItStoredAtEveryScale) {
     for (const uint32_t counter : {0U, 1U, 77U, 0xDEADBEEFU, std::numeric_limits<uint32_t>::max()}) {
         for (const double scale : {0.25, 0.5, 0.75, 1.0, 1.0667, 2.0}) {
             const Plane plane(counter, scale);
@@ -52,15 +52,15 @@ TEST(CounterBarcode, reads_what_it_stored_at_every_scale) {
     }
 }
 
-TEST(CounterBarcode, tolerates_pale_black_and_grey_white) {
+TEST(CounterBarcode, ToleratesPaleBlackAndGreyWhite) {
     EXPECT_EQ(read(Plane(12345, 1, 60, 190).luma(), 1), 12345U);
 }
 
-TEST(CounterBarcode, refuses_cells_that_are_neither_black_nor_white) {
+TEST(CounterBarcode, RefusesCellsThatAreNeitherBlackNorWhite) {
     EXPECT_EQ(read(Plane(12345, 1, 120, 140).luma(), 1), std::nullopt);
 }
 
-TEST(CounterBarcode, refuses_a_wrong_bit_anywhere) {
+TEST(CounterBarcode, RefusesAWrongBitAnywhere) {
     for (size_t i = 0; i < kCells; ++i) {
         Cells cells = cellsOf(0x12345678);
         cells[i] = !cells[i];
@@ -68,7 +68,7 @@ TEST(CounterBarcode, refuses_a_wrong_bit_anywhere) {
     }
 }
 
-TEST(CounterBarcode, refuses_a_picture_that_is_too_small) {
+TEST(CounterBarcode, RefusesAPictureThatIsTooSmall) {
     const Plane plane(1, 1);
     EXPECT_EQ(read({plane.pixels.data(), plane.width, 671, 64}, 1), std::nullopt);
     EXPECT_EQ(read({plane.pixels.data(), plane.width, 800, 15}, 1), std::nullopt);

@@ -83,13 +83,13 @@ class DeviceStreamTest : public DeviceTest {
     const VideoSample sample_ = encodeSample({320, 240}, 4, halves);
 };
 
-TEST_F(DeviceTest, greets_before_anything_else) {
+TEST_F(DeviceTest, GreetsBeforeAnythingElse) {
     start();
     ScriptedHost host(device_->port());
     EXPECT_EQ(host.readGreeting(), "Quillon-Device 2 quillon-device/1 display 2048x1536");
 }
 
-TEST_F(DeviceTest, keeps_the_link_alive) {
+TEST_F(DeviceTest, KeepsTheLinkAlive) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();
@@ -100,7 +100,7 @@ TEST_F(DeviceTest, keeps_the_link_alive) {
     }
 }
 
-TEST_F(DeviceTest, takes_hosts_one_after_another) {
+TEST_F(DeviceTest, TakesHostsOneAfterAnother) {
     start();
     ScriptedHost second = [this] {
         ScriptedHost first(device_->port());
@@ -115,7 +115,7 @@ TEST_F(DeviceTest, takes_hosts_one_after_another) {
     EXPECT_THAT(summary(), HasSubstr(R"("connections": 2)"));
 }
 
-TEST_F(DeviceTest, sends_what_its_script_says) {
+TEST_F(DeviceTest, SendsWhatItsScriptSays) {
     options_.script = {{{}, MessageType::input, wire::inputPayload({wire::Input::press, 0.5F, 0.25F, 0, 0})},
                        {std::chrono::milliseconds(50), MessageType::panelReport, {'h', 'i'}}};
     start();
@@ -127,7 +127,7 @@ TEST_F(DeviceTest, sends_what_its_script_says) {
     EXPECT_EQ(host.readUntil(MessageType::panelReport)->payload, (Bytes{'h', 'i'}));
 }
 
-TEST_F(DeviceTest, converts_a_finger_on_the_panel_to_the_display) {
+TEST_F(DeviceTest, ConvertsAFingerOnThePanelToTheDisplay) {
     options_.script = {{std::chrono::milliseconds(500),
                         MessageType::input,
                         {},
@@ -142,7 +142,7 @@ TEST_F(DeviceTest, converts_a_finger_on_the_panel_to_the_display) {
     EXPECT_FLOAT_EQ(wire::parseInput(touch->payload)->y, 0.2F);
 }
 
-TEST_F(DeviceTest, closes_the_link_on_a_length_that_no_host_sends) {
+TEST_F(DeviceTest, ClosesTheLinkOnALengthThatNoHostSends) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();
@@ -151,7 +151,7 @@ TEST_F(DeviceTest, closes_the_link_on_a_length_that_no_host_sends) {
     EXPECT_THAT(summary(), HasSubstr(R"("protocolErrors": 1)"));
 }
 
-TEST_F(DeviceTest, survives_payloads_that_make_no_sense) {
+TEST_F(DeviceTest, SurvivesPayloadsThatMakeNoSense) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();
@@ -166,7 +166,7 @@ TEST_F(DeviceTest, survives_payloads_that_make_no_sense) {
     EXPECT_THAT(summary(), HasSubstr(R"("link": "still here")"));
 }
 
-TEST_F(DeviceTest, cannot_listen_where_another_does) {
+TEST_F(DeviceTest, CannotListenWhereAnotherDoes) {
     start();
     Options same = options_;
     same.port = device_->port();
@@ -174,12 +174,12 @@ TEST_F(DeviceTest, cannot_listen_where_another_does) {
     EXPECT_THROW(other.start(), std::runtime_error);
 }
 
-TEST_F(DeviceTest, says_why_a_file_cannot_be_written) {
+TEST_F(DeviceTest, SaysWhyAFileCannotBeWritten) {
     options_.recordFile = folder_ / "missing" / "file";
     EXPECT_THROW(Device(options_, Device::Shown::whenDecoded), std::runtime_error);
 }
 
-TEST_F(DeviceTest, a_snapshot_needs_a_picture) {
+TEST_F(DeviceTest, ASnapshotNeedsAPicture) {
     options_.snapshotFile = folder_ / "picture.png";
     start();
     EXPECT_THROW(summary(), std::runtime_error);
@@ -187,7 +187,7 @@ TEST_F(DeviceTest, a_snapshot_needs_a_picture) {
         << "the summary comes first";
 }
 
-TEST_F(DeviceStreamTest, acknowledges_each_shown_frame_with_its_time) {
+TEST_F(DeviceStreamTest, AcknowledgesEachShownFrameWithItsTime) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();
@@ -212,7 +212,7 @@ TEST_F(DeviceStreamTest, acknowledges_each_shown_frame_with_its_time) {
     }
 }
 
-TEST_F(DeviceStreamTest, counts_frames_whose_reference_is_missing) {
+TEST_F(DeviceStreamTest, CountsFramesWhoseReferenceIsMissing) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();
@@ -222,7 +222,7 @@ TEST_F(DeviceStreamTest, counts_frames_whose_reference_is_missing) {
     EXPECT_THAT(summary(), HasSubstr(R"("missingReferences": 1)"));
 }
 
-TEST_F(DeviceStreamTest, a_new_host_begins_with_a_new_decoder) {
+TEST_F(DeviceStreamTest, ANewHostBeginsWithANewDecoder) {
     start();
     for (int link = 0; link < 2; ++link) {
         ScriptedHost host(device_->port());
@@ -236,7 +236,7 @@ TEST_F(DeviceStreamTest, a_new_host_begins_with_a_new_decoder) {
     EXPECT_THAT(summary(), HasSubstr(R"("missingReferences": 0)"));
 }
 
-TEST_F(DeviceStreamTest, records_a_stream_and_logs_its_frames) {
+TEST_F(DeviceStreamTest, RecordsAStreamAndLogsItsFrames) {
     options_.recordFile = folder_ / "stream.h264";
     options_.counterLog = folder_ / "counter.log";
     options_.messageLog = folder_ / "message.log";
@@ -257,7 +257,7 @@ TEST_F(DeviceStreamTest, records_a_stream_and_logs_its_frames) {
     EXPECT_THAT(contentOf(*options_.messageLog), HasSubstr(" 6 9 0 0.500000 0.250000\n"));
 }
 
-TEST_F(DeviceStreamTest, undecoded_frames_are_acknowledged_and_recorded) {
+TEST_F(DeviceStreamTest, UndecodedFramesAreAcknowledgedAndRecorded) {
     options_.decodes = false;
     options_.mirroredDisplay = Size{1024, 768};
     options_.recordFile = folder_ / "stream.h264";
@@ -283,7 +283,7 @@ TEST_F(DeviceStreamTest, undecoded_frames_are_acknowledged_and_recorded) {
     EXPECT_EQ(contentOf(*options_.recordFile), std::string(stream.begin(), stream.end()));
 }
 
-TEST_F(DeviceStreamTest, fault_no_ack_still_keeps_alive) {
+TEST_F(DeviceStreamTest, FaultNoAckStillKeepsAlive) {
     addFault("no-ack");
     start();
     ScriptedHost host(device_->port());
@@ -294,7 +294,7 @@ TEST_F(DeviceStreamTest, fault_no_ack_still_keeps_alive) {
     EXPECT_THAT(summary(), HasSubstr(R"("framesShown": 1)"));
 }
 
-TEST_F(DeviceTest, fault_silent_accepts_and_says_nothing) {
+TEST_F(DeviceTest, FaultSilentAcceptsAndSaysNothing) {
     addFault("silent");
     start();
     ScriptedHost host(device_->port());
@@ -303,7 +303,7 @@ TEST_F(DeviceTest, fault_silent_accepts_and_says_nothing) {
     EXPECT_THAT(summary(), HasSubstr(R"("connections": 1)"));
 }
 
-TEST_F(DeviceTest, fault_cut_takes_exactly_so_many_bytes) {
+TEST_F(DeviceTest, FaultCutTakesExactlySoManyBytes) {
     addFault("cut:20");
     start();
     ScriptedHost host(device_->port());
@@ -313,7 +313,7 @@ TEST_F(DeviceTest, fault_cut_takes_exactly_so_many_bytes) {
     EXPECT_THAT(summary(), HasSubstr(R"("bytes": 20)"));
 }
 
-TEST_F(DeviceTest, fault_garbage_is_no_keep_alive) {
+TEST_F(DeviceTest, FaultGarbageIsNoKeepAlive) {
     addFault("garbage");
     addFault("no-keepalive");
     start();
@@ -324,7 +324,7 @@ TEST_F(DeviceTest, fault_garbage_is_no_keep_alive) {
     EXPECT_GT(std::set<uint8_t>(garbage.begin(), garbage.end()).size(), 200U);
 }
 
-TEST_F(DeviceTest, fault_slow_fills_the_link) {
+TEST_F(DeviceTest, FaultSlowFillsTheLink) {
     addFault("slow:1000");
     start();
     ScriptedHost host(device_->port());
@@ -335,7 +335,7 @@ TEST_F(DeviceTest, fault_slow_fills_the_link) {
     EXPECT_THAT(summary(), testing::ContainsRegex("\"bytes\": (9[0-9][0-9]|1[0-9][0-9][0-9]),"));
 }
 
-TEST_F(DeviceTest, fault_stall_pauses_everything) {
+TEST_F(DeviceTest, FaultStallPausesEverything) {
     addFault("stall:1.5@0");
     start();
     ScriptedHost host(device_->port());
@@ -345,7 +345,7 @@ TEST_F(DeviceTest, fault_stall_pauses_everything) {
     EXPECT_GT(Clock::now() - before, std::chrono::milliseconds(1200));
 }
 
-TEST_F(DeviceTest, ends_while_a_host_is_connected) {
+TEST_F(DeviceTest, EndsWhileAHostIsConnected) {
     start();
     ScriptedHost host(device_->port());
     host.readGreeting();

@@ -15,7 +15,7 @@ Faults faultsOf(std::initializer_list<const char*> texts) {
     return faults;
 }
 
-TEST(Faults, reads_every_name) {
+TEST(Faults, ReadsEveryName) {
     const Faults faults =
         faultsOf({"no-ack", "no-keepalive", "silent", "garbage", "slow:1000", "stall:2.5@1", "cut:0"});
     EXPECT_TRUE(faults.noAck && faults.noKeepAlive && faults.silent && faults.garbage);
@@ -25,7 +25,7 @@ TEST(Faults, reads_every_name) {
     EXPECT_EQ(faults.cutAfter, 0U);
 }
 
-TEST(Faults, refuses_what_it_does_not_know) {
+TEST(Faults, RefusesWhatItDoesNotKnow) {
     for (const char* text : {"", "noack", "silent:1", "slow", "slow:", "slow:0", "slow:-1", "slow:x",
                              "stall:1", "stall:@1", "stall:1@", "stall:-1@0", "cut:", "cut:1x", "explode"}) {
         Faults faults;
@@ -33,14 +33,14 @@ TEST(Faults, refuses_what_it_does_not_know) {
     }
 }
 
-TEST(ReadGate, is_open_without_faults) {
+TEST(ReadGate, IsOpenWithoutFaults) {
     const ReadGate gate({}, kAccepted);
     EXPECT_EQ(gate.mayRead(kAccepted, 4096).bytes, 4096U);
     EXPECT_FALSE(gate.isCut());
     EXPECT_FALSE(gate.isStalled(kAccepted));
 }
 
-TEST(ReadGate, slow_reading_keeps_the_rate) {
+TEST(ReadGate, SlowReadingKeepsTheRate) {
     ReadGate gate(faultsOf({"slow:1000"}), kAccepted);
     EXPECT_EQ(gate.mayRead(kAccepted, 4096).bytes, 0U);
     EXPECT_GT(gate.mayRead(kAccepted, 4096).wait, 0s);
@@ -50,7 +50,7 @@ TEST(ReadGate, slow_reading_keeps_the_rate) {
     EXPECT_EQ(gate.mayRead(kAccepted + 10s, 4096).bytes, 4096U);
 }
 
-TEST(ReadGate, a_stall_lasts_from_its_start_for_its_length) {
+TEST(ReadGate, AStallLastsFromItsStartForItsLength) {
     const ReadGate gate(faultsOf({"stall:2@1"}), kAccepted);
     EXPECT_EQ(gate.mayRead(kAccepted + 999ms, 10).bytes, 10U);
     EXPECT_EQ(gate.mayRead(kAccepted + 1s, 10).bytes, 0U);
@@ -60,7 +60,7 @@ TEST(ReadGate, a_stall_lasts_from_its_start_for_its_length) {
     EXPECT_EQ(gate.mayRead(kAccepted + 3s, 10).bytes, 10U);
 }
 
-TEST(ReadGate, cuts_after_exactly_so_many_bytes) {
+TEST(ReadGate, CutsAfterExactlySoManyBytes) {
     ReadGate gate(faultsOf({"cut:10"}), kAccepted);
     EXPECT_EQ(gate.mayRead(kAccepted, 7).bytes, 7U);
     gate.didRead(7);

@@ -10,7 +10,7 @@ using wire::Input;
 /// 16:10 in 4:3: bars take the upper and the lower twelfth.
 const PictureLayout kWithBars({1600, 1000}, {2048, 1536}, Scaling::fit);
 
-TEST(Finger, touches_the_display_where_the_picture_shows_it) {
+TEST(Finger, TouchesTheDisplayWhereThePictureShowsIt) {
     Finger finger;
     const auto input = finger.touch(Input::press, {0.25, 0.25}, kWithBars);
     ASSERT_TRUE(input);
@@ -19,7 +19,7 @@ TEST(Finger, touches_the_display_where_the_picture_shows_it) {
     EXPECT_FLOAT_EQ(input->y, 0.2F);
 }
 
-TEST(Finger, cannot_press_or_hover_over_a_bar) {
+TEST(Finger, CannotPressOrHoverOverABar) {
     Finger finger;
     for (const uint8_t action : {Input::hover, Input::press, Input::drag, Input::release}) {
         EXPECT_FALSE(finger.touch(action, {0.5, 0.05}, kWithBars));
@@ -27,7 +27,7 @@ TEST(Finger, cannot_press_or_hover_over_a_bar) {
     }
 }
 
-TEST(Finger, that_wanders_onto_a_bar_stays_in_touch) {
+TEST(Finger, ThatWandersOntoABarStaysInTouch) {
     Finger finger;
     finger.touch(Input::press, {0.5, 0.5}, kWithBars);
     const auto drag = finger.touch(Input::drag, {1.5, 0.05}, kWithBars);

@@ -21,7 +21,7 @@ Bytes header(uint8_t type, uint32_t length) {
     return bytes;
 }
 
-TEST(DeviceMessageReader, cuts_two_messages_at_every_byte) {
+TEST(DeviceMessageReader, CutsTwoMessagesAtEveryByte) {
     Bytes stream = wire::encodedMessage(MessageType::linkName, 0, viewOf("USB"));
     const Bytes second = wire::encodedMessage(MessageType::videoFrame, 77, Bytes{1, 2, 3, 4});
     stream.insert(stream.end(), second.begin(), second.end());
@@ -37,7 +37,7 @@ TEST(DeviceMessageReader, cuts_two_messages_at_every_byte) {
     }
 }
 
-TEST(DeviceMessageReader, knows_when_the_first_and_the_last_byte_came) {
+TEST(DeviceMessageReader, KnowsWhenTheFirstAndTheLastByteCame) {
     const Bytes stream = wire::encodedMessage(MessageType::overlay, 0, Bytes{1});
     Collected all;
     all.reader.feed(ByteView(stream).first(1), kEarly);
@@ -47,14 +47,14 @@ TEST(DeviceMessageReader, knows_when_the_first_and_the_last_byte_came) {
     EXPECT_EQ(all.messages[0].complete, kLate);
 }
 
-TEST(DeviceMessageReader, an_empty_message_is_complete_after_its_header) {
+TEST(DeviceMessageReader, AnEmptyMessageIsCompleteAfterItsHeader) {
     Collected all;
     all.reader.feed(header(2, 0), kEarly);
     ASSERT_EQ(all.messages.size(), 1U);
     EXPECT_TRUE(all.messages[0].payload.empty());
 }
 
-TEST(DeviceMessageReader, skips_types_of_later_hosts_without_keeping_them) {
+TEST(DeviceMessageReader, SkipsTypesOfLaterHostsWithoutKeepingThem) {
     Collected all;
     all.reader.feed(header(99, 1'000'000), kEarly);
     const Bytes chunk(250'000);
@@ -66,7 +66,7 @@ TEST(DeviceMessageReader, skips_types_of_later_hosts_without_keeping_them) {
     EXPECT_EQ(all.messages[1].payload, Bytes{1});
 }
 
-TEST(DeviceMessageReader, refuses_lengths_beyond_the_bound_before_any_payload) {
+TEST(DeviceMessageReader, RefusesLengthsBeyondTheBoundBeforeAnyPayload) {
     Collected video;
     EXPECT_NO_THROW(video.reader.feed(header(2, 64U << 20), kEarly));
     Collected larger;
@@ -77,7 +77,7 @@ TEST(DeviceMessageReader, refuses_lengths_beyond_the_bound_before_any_payload) {
     EXPECT_NO_THROW(unknown.reader.feed(header(200, 0xFFFFFFFF), kEarly));
 }
 
-TEST(DeviceMessageReader, the_messages_of_a_device_are_no_messages_to_it) {
+TEST(DeviceMessageReader, TheMessagesOfADeviceAreNoMessagesToIt) {
     EXPECT_TRUE(isKnownToDevice(1));
     EXPECT_FALSE(isKnownToDevice(3));
     EXPECT_FALSE(isKnownToDevice(15));

@@ -24,7 +24,7 @@ std::string errorOf(const std::vector<const char*>& arguments) {
     return "";
 }
 
-TEST(DeviceOptions, have_sensible_defaults) {
+TEST(DeviceOptions, HaveSensibleDefaults) {
     const Options options = parse({});
     EXPECT_EQ(options.port, 5555);
     EXPECT_EQ(options.bind, "0.0.0.0");
@@ -34,20 +34,20 @@ TEST(DeviceOptions, have_sensible_defaults) {
     EXPECT_FALSE(options.runTime);
 }
 
-TEST(DeviceOptions, the_greeting_tells_version_and_panel_to_hosts) {
+TEST(DeviceOptions, TheGreetingTellsVersionAndPanelToHosts) {
     const std::string line = parse({}).greetingLine({2732, 2048});
     EXPECT_EQ(line, "Quillon-Device 2 quillon-device/1 display 2732x2048");
     EXPECT_EQ(wire::parseGreeting(line).protocolVersion, 2);
     EXPECT_EQ(wire::panelSize(line), (Size{2732, 2048}));
 }
 
-TEST(DeviceOptions, a_given_greeting_stands_as_it_is) {
+TEST(DeviceOptions, AGivenGreetingStandsAsItIs) {
     EXPECT_EQ(parse({"--greeting", "hello"}).greetingLine({1, 1}), "hello");
     EXPECT_EQ(parse({"--greeting", ""}).greetingLine({1, 1}), "");
     EXPECT_NE(errorOf({"--greeting", "two\nlines"}), "");
 }
 
-TEST(DeviceOptions, an_announced_name_is_text_that_fits_into_a_label) {
+TEST(DeviceOptions, AnAnnouncedNameIsTextThatFitsIntoALabel) {
     const Options options = parse({"--announce", "Anna's Größe", "--model", "Tablet13,8"});
     EXPECT_EQ(options.announcedName, "Anna's Größe");
     EXPECT_EQ(options.announcedModel, "Tablet13,8");
@@ -58,7 +58,7 @@ TEST(DeviceOptions, an_announced_name_is_text_that_fits_into_a_label) {
     EXPECT_THAT(errorOf({"--announce", "x", "--no-tcp", "--usbmux", "/tmp/s"}), HasSubstr("TCP"));
 }
 
-TEST(DeviceOptions, read_values) {
+TEST(DeviceOptions, ReadValues) {
     const Options options = parse(
         {"--port",          "0",         "--bind",   "127.0.0.1",  "--panel",       "2732x2048",
          "--headless",      "--seconds", "1.5",      "--snapshot", "a.png",         "--snapshot-pointer",
@@ -82,7 +82,7 @@ TEST(DeviceOptions, read_values) {
     EXPECT_EQ(options.mirroredDisplay, (Size{1920, 1080}));
 }
 
-TEST(DeviceOptions, order_scripted_messages_by_time) {
+TEST(DeviceOptions, OrderScriptedMessagesByTime) {
     const Options options = parse({"--panel-report", "1536x2048@2", "--touch", "press,0.5,0.25@1", "--touch",
                                    "release,0.5,0.25@1", "--touch", "scroll,0,-12@0.5"});
     ASSERT_EQ(options.script.size(), 4U);
@@ -100,7 +100,7 @@ TEST(DeviceOptions, order_scripted_messages_by_time) {
               (Size{1536, 2048}));
 }
 
-TEST(DeviceOptions, keep_a_fingers_place_on_the_panel) {
+TEST(DeviceOptions, KeepAFingersPlaceOnThePanel) {
     const Options options = parse({"--finger", "drag,0.25,0.5@1", "--touch", "drag,0.25,0.5@2"});
     ASSERT_EQ(options.script.size(), 2U);
     ASSERT_TRUE(options.script[0].finger);
@@ -109,7 +109,7 @@ TEST(DeviceOptions, keep_a_fingers_place_on_the_panel) {
     EXPECT_FALSE(options.script[1].finger);
 }
 
-TEST(DeviceOptions, refuse_with_a_reason) {
+TEST(DeviceOptions, RefuseWithAReason) {
     EXPECT_THAT(errorOf({"--prot", "1"}), HasSubstr("unknown option --prot"));
     EXPECT_THAT(errorOf({"--port"}), HasSubstr("--port needs a value"));
     EXPECT_THAT(errorOf({"--port", "65536"}), HasSubstr("not \"65536\""));
@@ -121,7 +121,7 @@ TEST(DeviceOptions, refuse_with_a_reason) {
     EXPECT_THAT(errorOf({"--no-decode", "--headless", "--counter-log", "a"}), HasSubstr("no picture"));
 }
 
-TEST(DeviceOptions, refuse_values_that_are_none) {
+TEST(DeviceOptions, RefuseValuesThatAreNone) {
     const std::vector<std::vector<const char*>> bad{{"--port", "-1"},
                                                     {"--port", ""},
                                                     {"--seconds", "x"},
@@ -145,7 +145,7 @@ TEST(DeviceOptions, refuse_values_that_are_none) {
     for (const auto& arguments : bad) EXPECT_NE(errorOf(arguments), "") << arguments[0] << arguments.back();
 }
 
-TEST(DeviceOptions, the_help_names_every_option) {
+TEST(DeviceOptions, TheHelpNamesEveryOption) {
     for (const char* option : {"--port", "--usbmux", "--fault", "--counter-log", "--view-only", "--help"}) {
         EXPECT_THAT(helpText(), HasSubstr(option));
     }

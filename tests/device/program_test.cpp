@@ -75,14 +75,14 @@ int exitOf(const std::vector<std::string>& options, std::string& output) {
     return status;
 }
 
-TEST(DeviceProgram, explains_a_command_line_that_makes_no_sense) {
+TEST(DeviceProgram, ExplainsACommandLineThatMakesNoSense) {
     std::string output;
     EXPECT_EQ(exitOf({"--panel", "big"}, output), 2);
     EXPECT_THAT(output, HasSubstr("quillon-device: --panel expects WxH, not \"big\""));
     EXPECT_EQ(exitOf({"--nonsense"}, output), 2);
 }
 
-TEST(DeviceProgram, tells_help_and_version) {
+TEST(DeviceProgram, TellsHelpAndVersion) {
     std::string output;
     EXPECT_EQ(exitOf({"--help"}, output), 0);
     EXPECT_THAT(output, HasSubstr("Usage: quillon-device"));
@@ -90,19 +90,19 @@ TEST(DeviceProgram, tells_help_and_version) {
     EXPECT_THAT(output, HasSubstr("quillon-device "));
 }
 
-TEST(DeviceProgram, without_a_display_it_says_what_helps) {
+TEST(DeviceProgram, WithoutADisplayItSaysWhatHelps) {
     std::string output;
     EXPECT_EQ(exitOf({"--port", "0", "--bind", "127.0.0.1"}, output), 1);
     EXPECT_THAT(output, HasSubstr("--headless"));
 }
 
-TEST(DeviceProgram, an_address_that_is_none_is_named) {
+TEST(DeviceProgram, AnAddressThatIsNoneIsNamed) {
     std::string output;
     EXPECT_EQ(exitOf({"--headless", "--bind", "nowhere"}, output), 1);
     EXPECT_THAT(output, HasSubstr("\"nowhere\" is no IPv4 address"));
 }
 
-TEST(DeviceProgram, ends_by_itself_after_its_time) {
+TEST(DeviceProgram, EndsByItselfAfterItsTime) {
     RunningDevice device({"--headless", "--seconds", "0.2"}, withoutDisplay());
     EXPECT_EQ(device.process().waitForEnd(), 0);
 }
@@ -159,7 +159,7 @@ Png readPng(const std::string& file) {
     return png;
 }
 
-TEST_F(StreamedProgram, writes_the_picture_that_it_decoded) {
+TEST_F(StreamedProgram, WritesThePictureThatItDecoded) {
     const std::string file = folder_ / "picture.png";
     RunningDevice device({"--headless", "--snapshot", file}, withoutDisplay());
     ScriptedHost host(device.port());
@@ -174,7 +174,7 @@ TEST_F(StreamedProgram, writes_the_picture_that_it_decoded) {
     EXPECT_LT(png.redAt(242, 124), 8) << "the pointer is not in the picture";
 }
 
-TEST_F(StreamedProgram, draws_the_pointer_into_the_snapshot_when_asked) {
+TEST_F(StreamedProgram, DrawsThePointerIntoTheSnapshotWhenAsked) {
     const std::string file = folder_ / "picture.png";
     RunningDevice device({"--headless", "--snapshot", file, "--snapshot-pointer"}, withoutDisplay());
     ScriptedHost host(device.port());
@@ -274,7 +274,7 @@ class WindowTest : public StreamedProgram {
     std::unique_ptr<XorgServer> server_;
 };
 
-TEST_F(WindowTest, shows_the_picture_and_sends_the_mouse_as_touches) {
+TEST_F(WindowTest, ShowsThePictureAndSendsTheMouseAsTouches) {
     RunningDevice device({"--panel", "640x480"}, withDisplay());
     ScriptedHost host(device.port());
     ASSERT_TRUE(stream(host, "1600×1000 | Smooth Off | Fit"));
@@ -309,7 +309,7 @@ TEST_F(WindowTest, shows_the_picture_and_sends_the_mouse_as_touches) {
     EXPECT_EQ(device.process().waitForEnd(), 0) << device.process().output();
 }
 
-TEST_F(WindowTest, reports_its_size_as_the_panel_when_asked) {
+TEST_F(WindowTest, ReportsItsSizeAsThePanelWhenAsked) {
     RunningDevice device({"--panel", "640x480", "--follow-window"}, withDisplay());
     ScriptedHost host(device.port());
     ASSERT_TRUE(stream(host, "1024×768 | Smooth Off | Fit"));
@@ -321,7 +321,7 @@ TEST_F(WindowTest, reports_its_size_as_the_panel_when_asked) {
     EXPECT_EQ(std::string(report->payload.begin(), report->payload.end()), "panel 480x640");
 }
 
-TEST_F(WindowTest, a_view_only_window_touches_nothing) {
+TEST_F(WindowTest, AViewOnlyWindowTouchesNothing) {
     RunningDevice device({"--panel", "640x480", "--view-only"}, withDisplay());
     ScriptedHost host(device.port());
     ASSERT_TRUE(stream(host, "1024×768 | Smooth Off | Fit"));

@@ -19,7 +19,7 @@ FrameTimes timesAt(Moment arrival, uint64_t pts) {
     return {pts, arrival, arrival + 2ms, arrival + 5ms};
 }
 
-TEST(JsonObject, writes_members_in_order) {
+TEST(JsonObject, WritesMembersInOrder) {
     JsonObject object;
     object.add("text", "a\"b\\c\n")
         .add("whole", 7)
@@ -31,7 +31,7 @@ TEST(JsonObject, writes_members_in_order) {
     EXPECT_EQ(JsonObject().add("n", std::numeric_limits<double>::infinity()).line(), R"({"n": null})");
 }
 
-TEST(Series, gives_percentiles) {
+TEST(Series, GivesPercentiles) {
     Series series;
     EXPECT_EQ(series.json(), "null");
     for (const double value : {30.0, 10.0, 20.0, 40.0}) series.add(value);
@@ -40,7 +40,7 @@ TEST(Series, gives_percentiles) {
     EXPECT_EQ(series.percentile(0), 10);
 }
 
-TEST(Statistics, measures_from_the_first_byte_to_the_eye) {
+TEST(Statistics, MeasuresFromTheFirstByteToTheEye) {
     Statistics statistics;
     statistics.linkAccepted(kStart);
     for (int i = 0; i < 5; ++i) {
@@ -57,7 +57,7 @@ TEST(Statistics, measures_from_the_first_byte_to_the_eye) {
     EXPECT_THAT(json, HasSubstr(R"("panel": "10x20")"));
 }
 
-TEST(Statistics, the_pause_between_two_links_is_no_gap) {
+TEST(Statistics, ThePauseBetweenTwoLinksIsNoGap) {
     Statistics statistics;
     for (const Moment accepted : {kStart, kStart + 60s}) {
         statistics.linkAccepted(accepted);
@@ -70,7 +70,7 @@ TEST(Statistics, the_pause_between_two_links_is_no_gap) {
     EXPECT_THAT(json, HasSubstr(R"("connections": 2)"));
 }
 
-TEST(Statistics, reported_drops_count_per_link_and_add_up) {
+TEST(Statistics, ReportedDropsCountPerLinkAndAddUp) {
     Statistics statistics;
     statistics.linkAccepted(kStart);
     statistics.drops(3);
@@ -80,7 +80,7 @@ TEST(Statistics, reported_drops_count_per_link_and_add_up) {
     EXPECT_THAT(statistics.summary("", {}), HasSubstr(R"("dropsReported": 7)"));
 }
 
-TEST(Statistics, absurd_presentation_times_do_no_harm) {
+TEST(Statistics, AbsurdPresentationTimesDoNoHarm) {
     Statistics statistics;
     statistics.linkAccepted(kStart);
     statistics.shown(timesAt(kStart, std::numeric_limits<uint64_t>::max()), kStart);
@@ -88,7 +88,7 @@ TEST(Statistics, absurd_presentation_times_do_no_harm) {
     EXPECT_THAT(statistics.summary("", {}), HasSubstr(R"("framesShown": 2)"));
 }
 
-TEST(Statistics, the_overlay_shows_the_last_second) {
+TEST(Statistics, TheOverlayShowsTheLastSecond) {
     Statistics statistics;
     statistics.linkAccepted(kStart);
     for (int i = 0; i < 60; ++i) {
@@ -102,7 +102,7 @@ TEST(Statistics, the_overlay_shows_the_last_second) {
     EXPECT_EQ(statistics.live(kStart + 60s).fps, 0);
 }
 
-TEST(Statistics, messages_are_counted_by_name) {
+TEST(Statistics, MessagesAreCountedByName) {
     Statistics statistics;
     statistics.message(2);
     statistics.message(2);

@@ -25,13 +25,13 @@ class VideoDecoderTest : public testing::Test {
     VideoDecoder decoder_;
 };
 
-TEST(AnnexB, puts_a_start_code_where_a_length_was) {
+TEST(AnnexB, PutsAStartCodeWhereALengthWas) {
     Bytes out{9};
     EXPECT_TRUE(appendAnnexB(out, Bytes{0, 0, 0, 2, 0x67, 1, 0, 0, 0, 1, 0x68}));
     EXPECT_EQ(out, (Bytes{9, 0, 0, 0, 1, 0x67, 1, 0, 0, 0, 1, 0x68}));
 }
 
-TEST(AnnexB, refuses_lengths_that_do_not_add_up) {
+TEST(AnnexB, RefusesLengthsThatDoNotAddUp) {
     for (const Bytes& bad : {Bytes{}, Bytes{0, 0, 0}, Bytes{0, 0, 0, 0}, Bytes{0, 0, 0, 2, 1},
                              Bytes{0, 0, 0, 1, 1, 0}, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 1}}) {
         Bytes out{9};
@@ -40,7 +40,7 @@ TEST(AnnexB, refuses_lengths_that_do_not_add_up) {
     }
 }
 
-TEST_F(VideoDecoderTest, gives_every_frame_at_once) {
+TEST_F(VideoDecoderTest, GivesEveryFrameAtOnce) {
     for (int i = 0; i < 6; ++i) {
         const auto result = decoder_.decode(sample_.frames[static_cast<size_t>(i)]);
         ASSERT_TRUE(result.picture) << i;
@@ -53,14 +53,14 @@ TEST_F(VideoDecoderTest, gives_every_frame_at_once) {
     }
 }
 
-TEST_F(VideoDecoderTest, converts_limited_range_to_full) {
+TEST_F(VideoDecoderTest, ConvertsLimitedRangeToFull) {
     const RgbPicture rgb = toRgb(*decoder_.decode(sample_.frames[0]).picture);
     const uint8_t* row = rgb.pixels.data() + 100 * rgb.stride();
     EXPECT_GE(row[4 * 10 + 1], 250);
     EXPECT_LE(row[4 * 200 + 1], 5);
 }
 
-TEST_F(VideoDecoderTest, sees_that_a_frame_never_came) {
+TEST_F(VideoDecoderTest, SeesThatAFrameNeverCame) {
     EXPECT_FALSE(decoder_.decode(sample_.frames[0]).missingReference);
     EXPECT_FALSE(decoder_.decode(sample_.frames[1]).missingReference);
     EXPECT_TRUE(decoder_.decode(sample_.frames[3]).missingReference);
@@ -68,11 +68,11 @@ TEST_F(VideoDecoderTest, sees_that_a_frame_never_came) {
     EXPECT_FALSE(decoder_.decode(sample_.frames[0]).missingReference) << "an IDR picture begins anew";
 }
 
-TEST_F(VideoDecoderTest, sees_a_stream_that_does_not_begin_with_an_idr_picture) {
+TEST_F(VideoDecoderTest, SeesAStreamThatDoesNotBeginWithAnIdrPicture) {
     EXPECT_TRUE(decoder_.decode(sample_.frames[1]).missingReference);
 }
 
-TEST_F(VideoDecoderTest, accepts_the_same_frame_numbers_in_further_slices) {
+TEST_F(VideoDecoderTest, AcceptsTheSameFrameNumbersInFurtherSlices) {
     const VideoSample sliced = encodeSample({320, 240}, 4, movingEdge, 4);
     VideoDecoder decoder;
     ASSERT_TRUE(decoder.configure(sliced.parameterSets));
@@ -83,7 +83,7 @@ TEST_F(VideoDecoderTest, accepts_the_same_frame_numbers_in_further_slices) {
     }
 }
 
-TEST_F(VideoDecoderTest, reports_a_picture_with_a_missing_part) {
+TEST_F(VideoDecoderTest, ReportsAPictureWithAMissingPart) {
     const VideoSample sliced = encodeSample({320, 240}, 2, movingEdge, 4);
     VideoDecoder decoder;
     ASSERT_TRUE(decoder.configure(sliced.parameterSets));
@@ -93,14 +93,14 @@ TEST_F(VideoDecoderTest, reports_a_picture_with_a_missing_part) {
     EXPECT_TRUE(decoder.decode(ByteView(whole).first(firstSlice)).failed);
 }
 
-TEST_F(VideoDecoderTest, frame_numbers_wrap_around) {
+TEST_F(VideoDecoderTest, FrameNumbersWrapAround) {
     const VideoSample longer = encodeSample({64, 64}, 80, movingEdge);
     VideoDecoder decoder;
     ASSERT_TRUE(decoder.configure(longer.parameterSets));
     for (const Bytes& frame : longer.frames) EXPECT_FALSE(decoder.decode(frame).missingReference);
 }
 
-TEST_F(VideoDecoderTest, malformed_bytes_fail_and_leave_the_decoder_usable) {
+TEST_F(VideoDecoderTest, MalformedBytesFailAndLeaveTheDecoderUsable) {
     EXPECT_TRUE(decoder_.decode(Bytes{0, 0, 0, 9, 1}).failed);
     EXPECT_TRUE(decoder_.decode({}).failed);
     EXPECT_TRUE(decoder_.decode(Bytes{0, 0, 0, 4, 0x65, 0xFF, 0xFF, 0xFF}).failed);
@@ -108,7 +108,7 @@ TEST_F(VideoDecoderTest, malformed_bytes_fail_and_leave_the_decoder_usable) {
     EXPECT_FALSE(decoder_.decode(sample_.frames[0]).failed);
 }
 
-TEST_F(VideoDecoderTest, follows_a_change_of_size) {
+TEST_F(VideoDecoderTest, FollowsAChangeOfSize) {
     EXPECT_TRUE(decoder_.decode(sample_.frames[0]).picture);
     const VideoSample other = encodeSample({160, 128}, 1, movingEdge);
     ASSERT_TRUE(decoder_.configure(other.parameterSets));
@@ -118,7 +118,7 @@ TEST_F(VideoDecoderTest, follows_a_change_of_size) {
     EXPECT_FALSE(result.failed);
 }
 
-TEST_F(VideoDecoderTest, gives_back_a_playable_stream) {
+TEST_F(VideoDecoderTest, GivesBackAPlayableStream) {
     decoder_.decode(sample_.frames[0]);
     Bytes expected;
     ASSERT_TRUE(appendAnnexB(expected, sample_.parameterSets));
