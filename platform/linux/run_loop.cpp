@@ -6,25 +6,23 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <ctime>
-#include <system_error>
 #include <utility>
 
 namespace quillon {
 
 namespace {
 
-int checked(int descriptor, const char* what) {
-    if (descriptor < 0) throw std::system_error(errno, std::generic_category(), what);
-    return descriptor;
+Descriptor checked(int number, const char* what) {
+    if (number < 0) throw systemError(what);
+    return Descriptor(number);
 }
 
-void watch(int epoll, int descriptor) {
+void watch(const Descriptor& epoll, int descriptor) {
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.fd = descriptor;
-    checked(epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event), "epoll_ctl");
+    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, descriptor, &event) != 0) throw systemError("epoll_ctl");
 }
 
 /// Takes the counter of an eventfd or timerfd, so that it is no longer readable.
@@ -39,14 +37,8 @@ LinuxRunLoop::LinuxRunLoop()
     : epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
       alarm_(checked(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create")) {
-    watch(epoll_, wake_);
-    watch(epoll_, alarm_);
-}
-
-LinuxRunLoop::~LinuxRunLoop() {
-    close(alarm_);
-    close(wake_);
-    close(epoll_);
+    watch(epoll_, wake_.get());
+    watch(epoll_, alarm_.get());
 }
 
 Instant LinuxRunLoop::now() const {
@@ -64,7 +56,7 @@ void LinuxRunLoop::post(Action action) {
     }
     if (first) {
         const uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = write(wake_, &one, sizeof one);
+        [[maybe_unused]] const ssize_t written = write(wake_.get(), &one, sizeof one);
     }
 }
 
@@ -84,7 +76,7 @@ std::unique_ptr<LinuxRunLoop::Watch> LinuxRunLoop::watchReadable(int descriptor,
 LinuxRunLoop::Watch::Watch(LinuxRunLoop& loop, int descriptor) : loop_(loop), descriptor_(descriptor) {}
 
 LinuxRunLoop::Watch::~Watch() {
-    epoll_ctl(loop_.epoll_, EPOLL_CTL_DEL, descriptor_, nullptr);
+    epoll_ctl(loop_.epoll_.get(), EPOLL_CTL_DEL, descriptor_, nullptr);
     loop_.watched_.erase(descriptor_);
 }
 
@@ -99,7 +91,7 @@ void LinuxRunLoop::armAlarm() {
         alarm.it_value.tv_sec = whole.count();
         alarm.it_value.tv_nsec = (since - whole).count();
     }
-    timerfd_settime(alarm_, TFD_TIMER_ABSTIME, &alarm, nullptr);
+    timerfd_settime(alarm_.get(), TFD_TIMER_ABSTIME, &alarm, nullptr);
 }
 
 void LinuxRunLoop::runPosted() {
@@ -119,14 +111,15 @@ void LinuxRunLoop::runPosted() {
 
 void LinuxRunLoop::turn(int waitMilliseconds) {
     std::array<epoll_event, 16> events{};
-    const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), waitMilliseconds);
+    const int count =
+        epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), waitMilliseconds);
     for (int i = 0; i < count; ++i) {
         const int descriptor = events[static_cast<size_t>(i)].data.fd;
-        if (descriptor == wake_) {
-            drain(wake_);
+        if (descriptor == wake_.get()) {
+            drain(descriptor);
             runPosted();
-        } else if (descriptor == alarm_) {
-            drain(alarm_);
+        } else if (descriptor == alarm_.get()) {
+            drain(descriptor);
             armedFor_ = Instant::max();
             timers_.runDue(now());
             armAlarm();

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/descriptor.hpp"
 #include "base/thread_annotations.hpp"
 #include "platform/run_loop.hpp"
 #include "platform/timer_queue.hpp"
@@ -16,7 +17,6 @@ namespace quillon {
 class LinuxRunLoop : public RunLoop {
   public:
     LinuxRunLoop();
-    ~LinuxRunLoop() override;
     LinuxRunLoop(const LinuxRunLoop&) = delete;
     LinuxRunLoop& operator=(const LinuxRunLoop&) = delete;
 
@@ -27,7 +27,7 @@ class LinuxRunLoop : public RunLoop {
     void run() override;
     void stop() override;
 
-    int descriptor() const { return epoll_; }
+    int descriptor() const { return epoll_.get(); }
 
     /// One turn without waiting: what is due and readable now. Main thread.
     void runReady();
@@ -54,9 +54,9 @@ class LinuxRunLoop : public RunLoop {
     void armAlarm();
     void runPosted();
 
-    const int epoll_;
-    const int wake_;   ///< eventfd: something was posted, or `stop`
-    const int alarm_;  ///< timerfd: the next timer
+    const Descriptor epoll_;
+    const Descriptor wake_;   ///< eventfd: something was posted, or `stop`
+    const Descriptor alarm_;  ///< timerfd: the next timer
 
     // main thread only
     TimerQueue timers_;

@@ -1,13 +1,14 @@
 #include "platform/linux/x11_pointer.hpp"
 
 #include <fcntl.h>
-#include <unistd.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
+
+#include "base/descriptor.hpp"
 
 namespace quillon {
 
@@ -85,7 +86,6 @@ class X11Pointer::MotionObservation : public Pointer::Observation {
               kLookInterval, RunLoop::Repeat::forever, [this] { look(); }, kLookTolerance)) {
         connect();
     }
-    ~MotionObservation() override { disconnect(); }
     MotionObservation(const MotionObservation&) = delete;
     MotionObservation& operator=(const MotionObservation&) = delete;
 
@@ -95,13 +95,13 @@ class X11Pointer::MotionObservation : public Pointer::Observation {
         lastPlace_ = pointerPlace(*connection_);
         if (!selectRawMotion(*connection_)) return;
         // XCB closes its descriptor when the server ends, and a watched one must outlive its watch.
-        descriptor_ = fcntl(connection_->descriptor(), F_DUPFD_CLOEXEC, 0);
-        if (descriptor_ >= 0) watch_ = loop_.watchReadable(descriptor_, [this] { takeEvents(); });
+        descriptor_ = Descriptor(fcntl(connection_->descriptor(), F_DUPFD_CLOEXEC, 0));
+        if (descriptor_.isOpen()) watch_ = loop_.watchReadable(descriptor_.get(), [this] { takeEvents(); });
     }
 
     void disconnect() {
         watch_.reset();
-        if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+        descriptor_.close();
         connection_.reset();
     }
 
@@ -139,8 +139,8 @@ class X11Pointer::MotionObservation : public Pointer::Observation {
     const std::function<void()> onMotion_;
     const std::unique_ptr<Timer> lookTimer_;
     std::unique_ptr<X11Connection> connection_;
-    int descriptor_ = -1;  ///< a duplicate of the connection's
-    std::unique_ptr<LinuxRunLoop::Watch> watch_;
+    Descriptor descriptor_;                       ///< a duplicate of the connection's
+    std::unique_ptr<LinuxRunLoop::Watch> watch_;  ///< before the descriptor it watches goes
     std::optional<RootPlace> lastPlace_;
 };
 
