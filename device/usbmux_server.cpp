@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <charconv>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 namespace quillon {
@@ -118,24 +117,22 @@ void sendPlist(int descriptor, uint32_t tag, const std::string& content) {
     send(descriptor, message.data(), message.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-int listenAt(const std::string& path) {
+Descriptor listenAt(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
-        throw std::system_error(ENAMETOOLONG, std::generic_category(), path);
+        errno = ENAMETOOLONG;
+        throw systemError(path);
     }
     std::copy(path.begin(), path.end(), address.sun_path);
     unlink(path.c_str());
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
-    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    if (descriptor < 0 ||
-        bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(descriptor, SOMAXCONN) != 0) {
-        const int error = errno;
-        close(descriptor);
-        throw std::system_error(error, std::generic_category(), path);
+    Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!listener.isOpen() ||
+        bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener.get(), SOMAXCONN) != 0) {
+        throw systemError(path);
     }
-    return descriptor;
+    return listener;
 }
 
 }  // namespace
@@ -148,10 +145,9 @@ UsbmuxServer::~UsbmuxServer() {
         const MutexLock held(lock_);
         ending_ = true;
     }
-    shutdown(listener_, SHUT_RDWR);
+    shutdown(listener_.get(), SHUT_RDWR);
     thread_.join();
     unlink(path_.c_str());
-    close(listener_);
     const MutexLock held(lock_);
     while (!clients_.empty()) drop(clients_.begin()->first);
 }
@@ -199,7 +195,7 @@ void UsbmuxServer::serve() {
 std::vector<pollfd> UsbmuxServer::watchList() {
     const MutexLock held(lock_);
     if (ending_) return {};
-    std::vector<pollfd> watched{{listener_, POLLIN, 0}};
+    std::vector<pollfd> watched{{listener_.get(), POLLIN, 0}};
     for (const auto& [descriptor, client] : clients_) {
         // Of a tunnel only its end is of interest.
         watched.push_back(
@@ -214,7 +210,7 @@ std::vector<UsbmuxServer::Handover> UsbmuxServer::attend(const std::vector<pollf
     if (ending_) return handovers;
     for (const pollfd& each : ready) {
         if (each.revents == 0) continue;
-        if (each.fd == listener_) {
+        if (each.fd == listener_.get()) {
             acceptClient();
             continue;
         }
@@ -237,7 +233,7 @@ std::vector<UsbmuxServer::Handover> UsbmuxServer::attend(const std::vector<pollf
 }
 
 void UsbmuxServer::acceptClient() {
-    const int descriptor = accept(listener_, nullptr, nullptr);
+    const int descriptor = accept(listener_.get(), nullptr, nullptr);
     if (descriptor < 0) return;
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     clients_.emplace(descriptor, Client{});

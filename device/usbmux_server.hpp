@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/bytes.hpp"
+#include "base/descriptor.hpp"
 #include "base/thread_annotations.hpp"
 
 namespace quillon {
@@ -90,7 +91,7 @@ class UsbmuxServer {
     void tellListeners(const std::string& message) REQUIRES(lock_);
 
     const std::string path_;
-    const int listener_;
+    const Descriptor listener_;
 
     Mutex lock_;
     std::map<uint32_t, Device> devices_ GUARDED_BY(lock_);  ///< by handle
