@@ -32,10 +32,11 @@ function(quillon_unite target)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ${QUILLON_UNITY} UNITY_BUILD_BATCH_SIZE 8)
 endfunction()
 
-# quillon_room(NAME [LIBRARIES...]): a static library of all sources of the calling folder.
+# quillon_room(NAME [LIBRARIES...]): a static library of all sources of the calling folder but a program's and those
+# for callers in C.
 function(quillon_room name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "/(main|pv_[^/]*)\\.cpp$")
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC ${ARGN})
   quillon_unite(${name})
