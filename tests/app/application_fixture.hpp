@@ -4,32 +4,22 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "app/app_delegate.hpp"
-#include "base/log.hpp"
 #include "platform/simulated/platform.hpp"
+#include "tests/support/own_home.hpp"
 
 namespace quillon {
 
 /// The tray application on a simulated computer, seen and used as its user does: by its status item, menu,
 /// panel and dialogs.
-class ApplicationTest : public testing::Test {
+class ApplicationTest : public testing::Test, protected test::OwnHome {
   protected:
-    ApplicationTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillon-app-XXXXXX").string();
-        home_ = mkdtemp(pattern.data());
-        setenv("HOME", home_.c_str(), 1);
-    }
     ~ApplicationTest() override {
         delegate.reset();
         shell.reset();
-        std::filesystem::remove_all(home_);
     }
 
     void launch() { delegate->applicationDidFinishLaunching(); }
@@ -81,32 +71,11 @@ class ApplicationTest : public testing::Test {
     std::string toolTip() const { return machine.shell.item->look.toolTip; }
     std::optional<std::string> stored(const std::string& key) { return machine.stored.string(key); }
 
-    /// The log so far, without time stamps.
-    std::vector<std::string> log() const {
-        std::vector<std::string> lines;
-        std::ifstream file(Log::url());
-        for (std::string line; std::getline(file, line);) {
-            lines.push_back(line.substr(std::min(line.size(), line.find(' ') + 1)));
-        }
-        return lines;
-    }
-    long logged(const std::string& line) const {
-        const auto lines = log();
-        return std::count(lines.begin(), lines.end(), line);
-    }
-    long loggedBeginning(const std::string& start) const {
-        const auto lines = log();
-        return std::ranges::count_if(lines, [&](const std::string& line) { return line.starts_with(start); });
-    }
-
     simulated::SimulatedPlatform machine;
     std::shared_ptr<simulated::Device> tablet;
     std::unique_ptr<ApplicationShell> shell = machine.makeApplicationShell();
     std::unique_ptr<AppDelegate> delegate =
         std::make_unique<AppDelegate>(machine, *shell, AppDelegate::Details{"1.2.3", {"QuillonHost"}});
-
-  private:
-    std::string home_;
 };
 
 }  // namespace quillon

@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
+
+#include "tests/support/temporary_folder.hpp"
 
 namespace quillon {
 namespace {
@@ -68,8 +69,8 @@ TEST(ModeTest, BundlePaths) {
 
 TEST(ModeTest, ABundleIsFoundFromInsideToo) {
     const fs::path before = fs::current_path();
-    std::string pattern = (fs::temp_directory_path() / "quillon-mode-XXXXXX").string();
-    const fs::path folder = fs::canonical(mkdtemp(pattern.data()));
+    const test::TemporaryFolder temporary;
+    const fs::path folder = fs::canonical(temporary.path());
     const fs::path bundle = folder / "Quillon.app";
     fs::create_directories(bundle / "Contents" / "MacOS");
     fs::current_path(bundle);
@@ -80,7 +81,6 @@ TEST(ModeTest, ABundleIsFoundFromInsideToo) {
     EXPECT_EQ(bundlePathOf("./QuillonHost"), bundle);
     EXPECT_EQ(bundlePathOf("../../QuillonHost"), bundle);
     fs::current_path(before);
-    fs::remove_all(folder);
 }
 
 TEST(ModeTest, ABareNameIsTheCommandLineProgram) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -10,6 +9,7 @@
 #include <thread>
 
 #include "base/text.hpp"
+#include "tests/support/own_home.hpp"
 
 namespace quillon {
 namespace {
@@ -17,34 +17,17 @@ namespace {
 namespace fs = std::filesystem;
 
 /// A home folder of its own, and the console copy kept out of the test's output.
-class LogTest : public testing::Test {
+class LogTest : public testing::Test, protected test::OwnHome {
   protected:
-    LogTest() {
-        std::string pattern = testing::TempDir() + "quillon-log-XXXXXX";
-        home_ = mkdtemp(pattern.data());
-        setenv("HOME", home_.c_str(), 1);
-        testing::internal::CaptureStderr();
-    }
-    ~LogTest() override {
-        testing::internal::GetCapturedStderr();
-        if (oldHome_) setenv("HOME", oldHome_->c_str(), 1);
-        fs::remove_all(home_);
-    }
+    LogTest() { testing::internal::CaptureStderr(); }
+    ~LogTest() override { testing::internal::GetCapturedStderr(); }
 
-    fs::path file() const { return home_ / "Library/Logs/Quillon.log"; }
+    fs::path file() const { return home() / "Library/Logs/Quillon.log"; }
 
     std::string content() const {
         std::ifstream stream(file(), std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-
-    static std::optional<std::string> currentHome() {
-        const char* home = std::getenv("HOME");
-        return home != nullptr ? std::optional<std::string>(home) : std::nullopt;
-    }
-
-    std::optional<std::string> oldHome_ = currentHome();
-    fs::path home_;
 };
 
 TEST_F(LogTest, FirstLineCreatesTheFolderAndHoldsOneStampedLine) {
@@ -57,7 +40,7 @@ TEST_F(LogTest, FirstLineCreatesTheFolderAndHoldsOneStampedLine) {
 
 TEST_F(LogTest, UrlCreatesTheFolder) {
     EXPECT_EQ(Log::url(), file());
-    EXPECT_TRUE(fs::is_directory(home_ / "Library/Logs"));
+    EXPECT_TRUE(fs::is_directory(home() / "Library/Logs"));
     EXPECT_FALSE(fs::exists(file()));
 }
 
@@ -106,17 +89,17 @@ TEST_F(LogTest, AFileRemovedMeanwhileIsMadeAgain) {
     fs::remove(file());
     Log::write("after");
     EXPECT_TRUE(std::regex_match(content(), std::regex("\\S+Z after\n"))) << content();
-    fs::remove_all(home_ / "Library");
+    fs::remove_all(home() / "Library");
     Log::write("again");
     EXPECT_TRUE(std::regex_match(content(), std::regex("\\S+Z again\n"))) << content();
 }
 
 TEST_F(LogTest, AFolderThatCannotBeMadeLosesOnlyTheLine) {
-    std::ofstream(home_ / "Library") << "a file in the folder's place";
+    std::ofstream(home() / "Library") << "a file in the folder's place";
     Log::write("lost");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "[Quillon] lost\n");
     testing::internal::CaptureStderr();
-    EXPECT_TRUE(fs::is_regular_file(home_ / "Library"));
+    EXPECT_TRUE(fs::is_regular_file(home() / "Library"));
 }
 
 TEST_F(LogTest, AFileThatCannotBeOpenedLosesOnlyTheLine) {

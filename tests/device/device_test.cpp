@@ -11,6 +11,7 @@
 
 #include "device/annex_b.hpp"
 #include "scripted_host.hpp"
+#include "tests/support/temporary_folder.hpp"
 #include "video_sample.hpp"
 
 namespace quillon::device {
@@ -38,7 +39,6 @@ class DeviceTest : public testing::Test {
         options_.headless = true;
         options_.summaryFile = folder_ / "summary.json";
     }
-    ~DeviceTest() override { std::filesystem::remove_all(folder_); }
 
     void start() {
         device_.emplace(options_, Device::Shown::whenDecoded);
@@ -52,12 +52,7 @@ class DeviceTest : public testing::Test {
         return contentOf(*options_.summaryFile);
     }
 
-    static std::filesystem::path makeFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "quillon-device-XXXXXX";
-        return mkdtemp(name.data());
-    }
-
-    const std::filesystem::path folder_ = makeFolder();
+    const test::TemporaryFolder folder_;
     Options options_;
     std::optional<Device> device_;
 };

@@ -6,11 +6,11 @@
 #include <xcb/xtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 
 #include "scripted_host.hpp"
 #include "tests/support/child_process.hpp"
+#include "tests/support/temporary_folder.hpp"
 #include "tests/support/xorg_server.hpp"
 #include "video_sample.hpp"
 
@@ -112,7 +112,6 @@ class StreamedProgram : public ::testing::Test {
     void SetUp() override {
         if (sample_.frames.empty()) GTEST_SKIP() << "libavcodec has no libx264 here";
     }
-    ~StreamedProgram() override { std::filesystem::remove_all(folder_); }
 
     /// Greets, sends a settings line and the sample; true once all frames are acknowledged.
     bool stream(ScriptedHost& host, std::string_view settings) const {
@@ -134,13 +133,8 @@ class StreamedProgram : public ::testing::Test {
         return host.readUntil(MessageType::acknowledgement).has_value();
     }
 
-    static std::filesystem::path makeFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "quillon-device-XXXXXX";
-        return mkdtemp(name.data());
-    }
-
     const VideoSample sample_ = encodeSample({320, 240}, 2, brightLeft);
-    const std::filesystem::path folder_ = makeFolder();
+    const test::TemporaryFolder folder_;
 };
 
 struct Png {

@@ -13,6 +13,7 @@
 #include "platform/linux/threads.hpp"
 #include "platform/posix/sockets.hpp"
 #include "platform/posix/usb_mux.hpp"
+#include "tests/support/temporary_folder.hpp"
 #include "tests/transport/local_ends.hpp"
 #include "transport/message_reader.hpp"
 #include "transport/usb_link.hpp"

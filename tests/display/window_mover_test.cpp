@@ -3,12 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
-#include "base/log.hpp"
 #include "platform/simulated/desktop.hpp"
+#include "tests/support/own_home.hpp"
 
 namespace quillon {
 namespace {
@@ -32,15 +28,9 @@ class StubbornWindows : public SimulatedWindows {
 };
 
 /// A main display of 1920x1080 and to its right a virtual one of 1024x768.
-class WindowMoverTest : public testing::Test {
+class WindowMoverTest : public testing::Test, protected test::OwnHome {
   protected:
-    WindowMoverTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillon-mover-XXXXXX").string();
-        home_ = mkdtemp(pattern.data());
-        setenv("HOME", home_.c_str(), 1);
-        displays.all.push_back({kVirtual, {1920, 0, 1024, 768}, {1452, 4096}, {}, {}, {}});
-    }
-    ~WindowMoverTest() override { std::filesystem::remove_all(home_); }
+    WindowMoverTest() { displays.all.push_back({kVirtual, {1920, 0, 1024, 768}, {1452, 4096}, {}, {}, {}}); }
 
     void place(const std::vector<Rect>& frames) {
         windows.windows.clear();
@@ -51,22 +41,12 @@ class WindowMoverTest : public testing::Test {
         for (const auto& window : windows.windows) all.push_back(window.frame);
         return all;
     }
-    /// The log without time stamps.
-    std::vector<std::string> log() const {
-        std::vector<std::string> lines;
-        std::ifstream file(Log::url());
-        for (std::string line; std::getline(file, line);) lines.push_back(line.substr(line.find(' ') + 1));
-        return lines;
-    }
 
     simulated::Machine machine;
     SimulatedDisplays displays{machine};
     StubbornWindows windows;
     SimulatedPermissions permissions;
     WindowMover mover{windows, displays, permissions};
-
-  private:
-    std::string home_;
 };
 
 TEST_F(WindowMoverTest, AWindowHalfOnTheDisplayIsBroughtBack) {

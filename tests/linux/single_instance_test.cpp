@@ -16,17 +16,13 @@
 #include <system_error>
 #include <thread>
 
+#include "tests/support/temporary_folder.hpp"
+
 namespace quillon {
 namespace {
 
 class SingleInstanceTest : public ::testing::Test {
   protected:
-    SingleInstanceTest() {
-        std::string pattern = ::testing::TempDir() + "quillon-instance-XXXXXX";
-        folder = mkdtemp(pattern.data());
-    }
-    ~SingleInstanceTest() override { std::filesystem::remove_all(folder); }
-
     /// Starts once more, elsewhere, while the first one's loop runs. Whether that became the first.
     bool startedOnceMoreIsFirst() {
         bool isFirst = false;
@@ -40,7 +36,7 @@ class SingleInstanceTest : public ::testing::Test {
         return isFirst;
     }
 
-    std::filesystem::path folder;
+    test::TemporaryFolder folder;
     LinuxRunLoop loop;
 };
 

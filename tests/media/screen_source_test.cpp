@@ -2,15 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
-#include "base/log.hpp"
 #include "platform/simulated/desktop.hpp"
 #include "platform/simulated/machine.hpp"
 #include "platform/simulated/run_loop.hpp"
 #include "platform/simulated/threads.hpp"
+#include "tests/support/own_home.hpp"
 
 namespace quillon {
 namespace {
@@ -20,7 +16,6 @@ using simulated::SimulatedDisplays;
 using simulated::SimulatedRunLoop;
 using simulated::SimulatedThreads;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 /// Capture in the hands of the test: it lists what it is told and delivers when told.
 class FakeCapture : public Capture {
@@ -94,12 +89,9 @@ struct Emission {
     bool operator==(const Emission&) const = default;
 };
 
-class ScreenSourceTest : public testing::Test {
+class ScreenSourceTest : public testing::Test, protected test::OwnHome {
   protected:
     ScreenSourceTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillon-source-XXXXXX").string();
-        home_ = mkdtemp(pattern.data());
-        setenv("HOME", home_.c_str(), 1);
         displays.all[0].id = 7;
         source->onFrame = [this](const PicturePtr& picture, uint64_t microseconds) {
             emissions.push_back({picture->width, microseconds});
@@ -111,7 +103,6 @@ class ScreenSourceTest : public testing::Test {
         source.reset();
         machine.settle();
         EXPECT_EQ(capture.running, 0) << "a stream was left running";
-        std::filesystem::remove_all(home_);
     }
 
     ScreenSource::StartRequest request() const {
@@ -150,12 +141,7 @@ class ScreenSourceTest : public testing::Test {
         scope->start(stopping());
         ASSERT_TRUE(loop.runUntil([this] { return stopped; }, 1s));
     }
-    std::string log() const {
-        std::ifstream file(Log::url());
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 
-    std::filesystem::path home_;
     Machine machine;
     SimulatedRunLoop loop{machine};
     SimulatedThreads threads{machine};
@@ -267,7 +253,7 @@ TEST_F(ScreenSourceTest, FillCropsAndSaysSo) {
     asked.scaling = Scaling::fill;
     start(asked);
     EXPECT_EQ(capture.request->sourceRect, (PixelRect{240, 0, 1440, 1080}));
-    EXPECT_THAT(log(), HasSubstr("fill: cropping 1440x1080 at 240,0 of 1920x1080\n"));
+    EXPECT_EQ(logged("fill: cropping 1440x1080 at 240,0 of 1920x1080"), 1);
 }
 
 TEST_F(ScreenSourceTest, FillOfTheSameShapeIsFit) {
@@ -277,7 +263,7 @@ TEST_F(ScreenSourceTest, FillOfTheSameShapeIsFit) {
     start(asked);
     EXPECT_FALSE(capture.request->sourceRect);
     EXPECT_TRUE(capture.request->preservesAspectRatio);
-    EXPECT_THAT(log(), testing::Not(HasSubstr("fill:")));
+    EXPECT_EQ(loggedBeginning("fill:"), 0);
 }
 
 TEST_F(ScreenSourceTest, UnpacedFramesPassAtOnceWithTheirTime) {
@@ -342,8 +328,8 @@ TEST_F(ScreenSourceTest, PacingLogsEvery150Frames) {
         if (i < 5) capture.deliver();
         loop.runUntil([&] { return source->emitted() == i + 1; }, 1s);
     }
-    EXPECT_THAT(log(), HasSubstr("pacing: emitted=150 dropped=5\n"));
-    EXPECT_THAT(log(), HasSubstr("pacing: emitted=300 dropped=5\n"));
+    EXPECT_EQ(logged("pacing: emitted=150 dropped=5"), 1);
+    EXPECT_EQ(logged("pacing: emitted=300 dropped=5"), 1);
 }
 
 TEST_F(ScreenSourceTest, PrintsTheFrameCountEveryFiveSeconds) {

@@ -2,33 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <string>
 #include <vector>
 
-#include "base/log.hpp"
 #include "platform/simulated/platform.hpp"
 #include "session/session.hpp"
+#include "tests/support/own_home.hpp"
 
 namespace quillon {
 
 /// A session on a simulated computer, and what its user sees: states, statistics, log lines.
-class SessionTest : public testing::Test {
+class SessionTest : public testing::Test, protected test::OwnHome {
   protected:
     SessionTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillon-session-XXXXXX").string();
-        home_ = mkdtemp(pattern.data());
-        setenv("HOME", home_.c_str(), 1);
         session->onState = [this](const Session::State& state) { states.push_back(state); };
         session->onStats = [this](const Session::Stats& each) { stats.push_back(each); };
     }
-    ~SessionTest() override {
-        session.reset();
-        std::filesystem::remove_all(home_);
-    }
+    ~SessionTest() override { session.reset(); }
 
     /// Mirroring over USB, which needs nothing but a display and a cabled device.
     static Session::Config mirroring() {
@@ -47,32 +37,10 @@ class SessionTest : public testing::Test {
         return eventually([this] { return session->state().isRunning(); });
     }
 
-    /// The log so far, without time stamps.
-    std::vector<std::string> log() const {
-        std::vector<std::string> lines;
-        std::ifstream file(Log::url());
-        for (std::string line; std::getline(file, line);) {
-            lines.push_back(line.substr(std::min(line.size(), line.find(' ') + 1)));
-        }
-        return lines;
-    }
-    int logged(const std::string& line) const {
-        const auto lines = log();
-        return static_cast<int>(std::count(lines.begin(), lines.end(), line));
-    }
-    int loggedBeginning(const std::string& start) const {
-        const auto lines = log();
-        return static_cast<int>(std::count_if(
-            lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); }));
-    }
-
     simulated::SimulatedPlatform machine;
     std::shared_ptr<Session> session = Session::make(machine);
     std::vector<Session::State> states;
     std::vector<Session::Stats> stats;
-
-  private:
-    std::string home_;
 };
 
 /// The same with a device on the cable.
