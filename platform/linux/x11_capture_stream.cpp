@@ -18,9 +18,6 @@ namespace {
 
 /// How soon to ask again whether a picture may be taken: well below a frame, and cheap.
 constexpr auto kAskAgain = 4ms;
-/// How much earlier than 1/fps after the last picture the next may come when that one was late. So the
-/// pictures keep to a grid of 1/fps: a late one neither lowers the rate nor delays all that follow.
-constexpr auto kCatchUp = 4ms;
 /// After so long a rest the copies of the last picture are given back. A caret that blinks and a clock that
 /// shows seconds go on with those that they have.
 constexpr auto kSparesKept = 3s;
@@ -42,11 +39,11 @@ X11CaptureStream::X11CaptureStream(std::unique_ptr<X11Connection> connection, co
                                    CaptureCallbacks callbacks)
     : request_(request),
       callbacks_(std::move(callbacks)),
-      interval_(std::chrono::duration_cast<Clock::duration>(1s) / std::max(request.fps, 1)),
       connection_(std::move(connection)),
       place_(watchedPlace(*connection_, request.display)),
       grabber_(*connection_, place_),
       ring_(request.output),
+      grid_(std::chrono::duration_cast<Clock::duration>(1s) / std::max(request.fps, 1)),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     converter_.emplace(PictureLayout::of({place_.width, place_.height}, request_));
     if (request.showsCursor) cursor_.emplace(*connection_);
@@ -125,7 +122,7 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
     if (missingSince_) return *missingSince_ + kMissingLimit - now;
     if (isRequested_.exchange(false)) isWanted_ = true;
     if (!isChanged_ && !isWanted_ && !cursor_) return rest(now);
-    if (now < due_) return due_ - now;
+    if (now < grid_.due()) return grid_.due() - now;
     if (!ring_.hasRoom() || !callbacks_.ready()) return kAskAgain;
     deliver(now);
     return 0ms;
@@ -134,28 +131,13 @@ std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::step() {
 /// Nothing changes: a while after the last picture its copies go.
 std::optional<X11CaptureStream::Clock::duration> X11CaptureStream::rest(Clock::time_point now) {
     if (ring_.pictures() < 2) return std::nullopt;
-    if (now < due_ + kSparesKept) return due_ + kSparesKept - now;
+    if (now < grid_.due() + kSparesKept) return grid_.due() + kSparesKept - now;
     ring_.dropSpares();
     return std::nullopt;
 }
 
-/// A program that draws at our own rate would find each of its pictures waiting for the same part of an
-/// interval, up to a whole one: the grid moves towards the moments of its changes. By one interval in all
-/// until the screen rests, so that the rate still holds.
-X11CaptureStream::Clock::duration X11CaptureStream::slideTowardsChanges(Clock::time_point now, bool rested) {
-    if (rested) slid_ = Clock::duration::zero();
-    if (!isChanged_ || isAllChanged_) return Clock::duration::zero();
-    const auto waited = now - changedAt_;
-    const auto slide = std::clamp<Clock::duration>(std::min(waited, interval_ / 8), Clock::duration::zero(),
-                                                   interval_ - slid_);
-    slid_ += slide;
-    return slide;
-}
-
 void X11CaptureStream::deliver(Clock::time_point now) {
-    const auto gridOfNext = due_ + interval_;
-    due_ = std::max(gridOfNext, now + interval_ - std::min<Clock::duration>(kCatchUp, interval_ / 4));
-    due_ -= slideTowardsChanges(now, now >= gridOfNext);
+    grid_.take(now, isChanged_ && !isAllChanged_ ? std::optional(changedAt_) : std::nullopt);
     if (isChanged_ || cursor_) {
         DamageRegion damage = isAllChanged_ ? grabber_.fetchAll() : grabber_.fetchDamage();
         if (cursor_) cursor_->draw(grabber_, damage);

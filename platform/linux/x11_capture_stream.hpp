@@ -9,6 +9,7 @@
 
 #include "base/descriptor.hpp"
 #include "platform/capture.hpp"
+#include "platform/linux/picture_grid.hpp"
 #include "platform/linux/picture_ring.hpp"
 #include "platform/linux/planar_conversion.hpp"
 #include "platform/linux/x11_cursor_overlay.hpp"
@@ -18,7 +19,7 @@ namespace quillon {
 
 /// A running capture of one X11 display, with a thread that sleeps until the screen changes.
 ///
-///     damage report ──▶ not before `due_` ──▶ `ready`, room in the ring? ──▶ fetch, convert, hand over
+///     damage report ──▶ not before `grid_` says ──▶ `ready`, room in the ring? ──▶ fetch, convert, hand over
 ///                         (frame rate)          no: ask again in 4 ms
 class X11CaptureStream : public CaptureStream {
   public:
@@ -38,7 +39,6 @@ class X11CaptureStream : public CaptureStream {
     void followDisplay();
     std::optional<Clock::duration> step();
     std::optional<Clock::duration> rest(Clock::time_point now);
-    Clock::duration slideTowardsChanges(Clock::time_point now, bool rested);
     void deliver(Clock::time_point now);
     void wait(std::optional<Clock::duration> limit) const;
     void wake() const;
@@ -46,7 +46,6 @@ class X11CaptureStream : public CaptureStream {
     // constant after construction
     const CaptureRequest request_;
     const CaptureCallbacks callbacks_;
-    const Clock::duration interval_;
     const std::unique_ptr<X11Connection> connection_;
 
     // capture thread only, once it runs
@@ -55,12 +54,11 @@ class X11CaptureStream : public CaptureStream {
     std::optional<X11CursorOverlay> cursor_;  ///< when the pointer shall be in the pictures
     std::optional<PlanarConverter> converter_;
     PictureRing ring_;
+    PictureGrid grid_;
     bool isChanged_ = true;  ///< the screen differs from the newest picture
     bool isAllChanged_ = true;
     bool isWanted_ = false;                          ///< the newest picture was asked for
-    Clock::time_point due_;                          ///< the next picture does not come earlier
     Clock::time_point changedAt_;                    ///< when the screen began to differ
-    Clock::duration slid_{};                         ///< how far the grid has moved since the screen rested
     std::optional<Clock::time_point> missingSince_;  ///< the display was active then for the last time
 
     const Descriptor wake_;  ///< eventfd
