@@ -121,7 +121,6 @@ class QuillonHost:
     name = "QuillonHost"
     build = None  # set once by the caller
     environment = {}  # what the host gets besides
-    receiving = ["--no-decode"]  # as little work as the peers' receivers have
     streaming = "[session] Mirroring"  # its word that it streams
 
     def __init__(self, screen, fps, folder, label):
@@ -132,7 +131,7 @@ class QuillonHost:
         if os.path.exists(mux):
             os.unlink(mux)
         self._device = Program(
-            [os.path.join(self.build, "device", "quillon-device"), "--headless", *self.receiving, "--no-tcp",
+            [os.path.join(self.build, "device", "quillon-device"), "--headless", *self.receiving(base), "--no-tcp",
              "--usbmux", mux, "--panel", screen.size, "--record", self.stream_path, "--message-log", self.message_log,
              "--json", self.summary_path],
             base + ".device.log", end_signal=signal.SIGTERM)
@@ -148,6 +147,10 @@ class QuillonHost:
         except NotMeasured:
             self._device.stop()
             raise
+
+    def receiving(self, base):
+        """How the device takes pictures: with as little work as the peers' receivers have."""
+        return ["--no-decode"]
 
     def command(self, screen, fps, home):
         return host_command(self.build, screen, fps, "--transport", "usb")
@@ -175,6 +178,14 @@ class QuillonHost:
     def __exit__(self, *_):
         self.program.stop()
         self._device.stop()
+
+
+class ShownQuillonHost(QuillonHost):
+    """The same with a device that decodes each picture and reads its counter."""
+
+    def receiving(self, base):
+        self.counter_log = base + ".counters"
+        return ["--counter-log", self.counter_log]
 
 
 VIDEO_FRAME, CURSOR, LINK_NAME = 2, 6, 7

@@ -8,7 +8,7 @@ import subprocess
 import time
 
 import procfs
-from candidates import VIDEO_FRAME, QuillonHost, host_environment
+from candidates import VIDEO_FRAME, QuillonHost, ShownQuillonHost, host_environment
 from report import Row, at_most
 from running import NotMeasured, Scene, Screen
 
@@ -49,13 +49,10 @@ def wakeups_at_rest(bench, screen):
 
 def first_pictures(bench, screen, times):
     """Milliseconds from the accepted link to the first shown picture, by the device's clock."""
-    class Watched(QuillonHost):
-        receiving = []  # and showing
-
     samples = []
     with Scene(bench.build, screen, "motion", FPS, bench.folder):
         for number in range(times):
-            with Watched(screen, FPS, bench.folder, f"first-{number}") as host:
+            with ShownQuillonHost(screen, FPS, bench.folder, f"first-{number}") as host:
                 host.wait_for_stream()
                 time.sleep(0.5)
             with open(host.summary_path) as file:

@@ -8,7 +8,7 @@ import struct
 import threading
 import time
 
-from candidates import Ffmpeg, QuillonHost
+from candidates import Ffmpeg, QuillonHost, ShownQuillonHost
 from report import Row
 from running import NotMeasured, Program, Scene, Screen, wait_until
 from streams import percentile
@@ -156,8 +156,8 @@ def measure(bench, report):
     with Screen(*SIZE, bench.folder) as screen:
         for scene_name in ("typing", "motion"):
             medians = {}
-            for candidate in (FfmpegIntoDevice, QuillonHost):
-                if candidate is QuillonHost and QuillonHost not in bench.candidates:
+            for candidate in (FfmpegIntoDevice, ShownQuillonHost):
+                if candidate is ShownQuillonHost and QuillonHost not in bench.candidates:
                     continue
                 try:
                     samples = latencies(bench, candidate, screen, scene_name)
