@@ -43,7 +43,7 @@ constexpr double kGrowthAtRest = 0.25;  // a second
 /// What is expected of an improvement that has waited for long; it will rather be a fraction of that.
 constexpr double kLargestOverdue = 4;
 /// On a link that is known to be too slow for the bit rate: so many seconds of the link.
-constexpr double kLongestOnLink = 0.07;
+constexpr double kLongestOnLink = 0.05;
 /// Refinements leave the rest of a second's bits to what happens next.
 constexpr double kShareOfRefinement = 0.75;
 
