@@ -212,7 +212,7 @@ TEST_F(LinkChoiceTest, TheCableOfAnotherDeviceMakesTheSessionChooseAgainWhenTheC
     config.wifiHost = "192.168.1.31";
     ASSERT_EQ(linkOf(config), "Wi-Fi (192.168.1.31)");
     plug();
-    ASSERT_TRUE(eventually([this] { return loggedBeginning("auto: cable detected for tablet-1") > 0; }, 4s));
+    ASSERT_TRUE(eventually([] { return loggedBeginning("auto: cable detected for tablet-1") > 0; }, 4s));
     ASSERT_TRUE(eventuallyRunning());
     EXPECT_EQ(session->activeTransport(), "Wi-Fi (192.168.1.31)")
         << "the choice still excludes the other cable";
@@ -226,7 +226,7 @@ TEST_F(LinkChoiceTest, TheChosenDevicesCableTakesOverAmongSeveral) {
     ASSERT_EQ(linkOf(config), "Wi-Fi (192.168.1.31)");
     plug();
     machine.attachDevice("tablet-2", 2);
-    ASSERT_TRUE(eventually([this] { return loggedBeginning("auto: cable detected for tablet-2") > 0; }, 4s));
+    ASSERT_TRUE(eventually([] { return loggedBeginning("auto: cable detected for tablet-2") > 0; }, 4s));
 }
 
 TEST_F(LinkChoiceTest, AnAutomaticSwitchKeepsTheVirtualDisplay) {
