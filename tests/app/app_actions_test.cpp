@@ -136,7 +136,7 @@ TEST_F(AppActionsTest, ThePositionMovesTheVirtualDisplay) {
     EXPECT_TRUE(choose("Left"));
     EXPECT_EQ(stored("position"), "left");
     EXPECT_EQ(config().position, "left");
-    ASSERT_TRUE(eventually([this] { return loggedBeginning("position=left applied to display ") == 1; }));
+    ASSERT_TRUE(eventually([] { return loggedBeginning("position=left applied to display ") == 1; }));
     EXPECT_TRUE(isChecked("Left"));
 }
 

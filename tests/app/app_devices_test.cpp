@@ -112,7 +112,7 @@ TEST_F(AppDevicesTest, OneSilentDeviceDelaysAScanByTheProbesLimit) {
     machine.stored.setBoolean("autoStart", false);
     const Instant start = machine.loop.now();
     launch();
-    ASSERT_TRUE(eventually([this] { return loggedBeginning("scan: ") == 1; }));
+    ASSERT_TRUE(eventually([] { return loggedBeginning("scan: ") == 1; }));
     EXPECT_GE(machine.loop.now() - start, 5200ms);
     EXPECT_LT(machine.loop.now() - start, 5400ms);
 }

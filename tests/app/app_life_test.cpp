@@ -96,7 +96,7 @@ TEST_F(AppLifeTest, AFailureIsPresentedOnceUntilASessionRuns) {
     EXPECT_EQ(logged("state: Failed: iPad not reachable"), 1);
     EXPECT_EQ(logged("session failed: iPad not reachable"), 1);
 
-    ASSERT_TRUE(eventually([this] { return logged("session failed: iPad not reachable") == 2; }, 120s));
+    ASSERT_TRUE(eventually([] { return logged("session failed: iPad not reachable") == 2; }, 120s));
     EXPECT_EQ(toolTip(), "Quillon — Failed: iPad not reachable") << "told, but presented no more";
 
     tablet = machine.attachDevice("tablet-1");
