@@ -30,6 +30,7 @@ H264Encoder::H264Encoder(const Factory& factory, int width, int height, int fps,
                                [this] {
                                    if (pictureWanted) pictureWanted();
                                },
+                           .linkSpeed = [this] { return linkSpeed ? linkSpeed() : std::nullopt; },
                        })) {}
 
 H264Encoder::~H264Encoder() {

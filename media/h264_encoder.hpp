@@ -42,6 +42,8 @@ class H264Encoder {
     std::function<bool()> ready;
     /// A picture was let go after a "no"; the newest one should be encoded again.
     std::function<void()> pictureWanted;
+    /// How fast the link is, bits a second; without it, or an answer, the encoder has to learn it.
+    std::function<std::optional<double>()> linkSpeed;
 
     /// Would `encode` take a picture without replacing one that waits? Any thread.
     bool acceptsPicture() const;

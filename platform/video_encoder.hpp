@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -51,6 +52,8 @@ struct EncoderCallbacks {
     std::function<bool()> ready;
     /// The encoder let a picture go; the newest one should be submitted again.
     std::function<void()> pictureWanted;
+    /// What the link took lately while it had something to do, bits a second; nothing while it is not known.
+    std::function<std::optional<double>()> linkSpeed = [] { return std::nullopt; };
 };
 
 /// One compression session. When no picture comes any more it may go on improving the last one for a

@@ -34,6 +34,11 @@ bool Link::hasRoomForVideo() {
            backlog_.allowsFrame(platform_.sockets().sendProgress(fd_));
 }
 
+std::optional<double> Link::speed() const {
+    const MutexLock held(lock_);
+    return backlog_.speed();
+}
+
 void Link::countRefusal() {
     const MutexLock held(lock_);
     if (writer_) writer_->countRefusal();

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "base/bytes.hpp"
@@ -54,6 +55,8 @@ class Link {
     /// Can the link take a video frame now, so that it goes out at once? False while one waits, and while
     /// much of the last one has still to go (see Backlog).
     bool hasRoomForVideo();
+    /// What the link took lately while it had something to do, bytes a second, once that is known.
+    std::optional<double> speed() const;
     /// Counts a picture left out for want of room with the writer's drops.
     void countRefusal();
     int64_t dropped() const;

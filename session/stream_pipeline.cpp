@@ -38,6 +38,10 @@ void StreamPipeline::connectEncoder() {
         if (stats) parts.onStats(*stats);
     };
     encoder_->ready = [credit = credit_] { return credit->ask(); };
+    encoder_->linkSpeed = [link = parts_.link]() -> std::optional<double> {
+        const auto bytes = link->speed();
+        return bytes ? std::optional(8 * *bytes) : std::nullopt;
+    };
 }
 
 StreamPipeline::Capturing StreamPipeline::startCapture(const CaptureStart& start) {

@@ -189,7 +189,7 @@ class X264Encoder : public VideoEncoder {
     bool askLink() {
         const bool free = callbacks_.ready();
         if (free) {
-            link_.sawFree(clock_.now());
+            link_.sawFree(clock_.now(), callbacks_.linkSpeed());
             rate_.setLink(link_.bitsPerSecond());
             probes_ = false;
         } else {

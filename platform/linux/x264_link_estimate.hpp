@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "base/time.hpp"
@@ -30,10 +31,12 @@ class LinkEstimate {
     }
     /// The link was asked and is still busy with that frame.
     void sawBusy(Instant now) { wasBusy_ = wasBusy_ || now - sentAt_ >= frameInterval_; }
-    /// The link was asked and is free.
-    void sawFree(Instant now) {
+    /// The link was asked and is free. `told` is what it took lately by its own account, bits a second: a
+    /// free link may still have a rest of the frame to send, so it looks faster from here than it is.
+    void sawFree(Instant now, std::optional<double> told = std::nullopt) {
         if (bits_ == 0) return;
-        const double speed = bits_ / std::max(toSeconds(now - sentAt_), toSeconds(kLeastTime));
+        const double seen = bits_ / std::max(toSeconds(now - sentAt_), toSeconds(kLeastTime));
+        const double speed = std::min(seen, told.value_or(kUnlimited));
         bits_ = 0;
         if (!wasBusy_) {
             // Queues on the way may have swallowed the frame whole: that it went at once is no speed.

@@ -395,12 +395,12 @@ TEST(RateControllerTest, AbsurdSettingsStillGiveQuantisers) {
 class LinkEstimateTest : public testing::Test {
   protected:
     /// Sends a frame that takes `taken`; the link is asked every 8 ms after the first interval.
-    void send(double bits, Duration taken) {
+    void send(double bits, Duration taken, std::optional<double> told = std::nullopt) {
         if (!link_.sent(now_, bits)) return;
         Instant asked = now_ + kInterval;
         for (; asked < now_ + taken; asked += 8ms) link_.sawBusy(asked);
         now_ = std::max(asked, now_ + taken);
-        link_.sawFree(now_);
+        link_.sawFree(now_, told);
     }
 
     /// A link of 8 Mbit/s shows itself.
@@ -442,6 +442,16 @@ TEST_F(LinkEstimateTest, AFrameSwallowedByAQueueIsNoSpeed) {
     findSlow();
     for (int i = 0; i < 5; ++i) send(400'000, 1ms);
     EXPECT_LT(link_.bitsPerSecond(), 10'000'000);
+}
+
+TEST_F(LinkEstimateTest, ALinkThatTellsIsNotThoughtFasterForWhatItHasLeftToSend) {
+    for (int i = 0; i < 10; ++i) send(600'000, 50ms, 8'000'000);
+    EXPECT_NEAR(link_.bitsPerSecond(), 8'000'000, 200'000);
+}
+
+TEST_F(LinkEstimateTest, WhatALinkTellsIsNoLimitWhileItKeepsUp) {
+    for (int i = 0; i < 50; ++i) send(600'000, 20ms, 1'000'000);
+    EXPECT_TRUE(std::isinf(link_.bitsPerSecond())) << "hardly used, a link tells too little";
 }
 
 TEST_F(LinkEstimateTest, SmallFramesTellNothing) {

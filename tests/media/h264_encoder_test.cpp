@@ -215,12 +215,15 @@ TEST_F(H264EncoderTest, DestructionInvalidates) {
 TEST_F(H264EncoderTest, QuestionsReachTheOwner) {
     const auto encoder = makeEncoder();
     EXPECT_TRUE(log_.callbacks.ready());
+    EXPECT_EQ(log_.callbacks.linkSpeed(), std::nullopt);
     log_.callbacks.pictureWanted();  // nobody asked to know
 
     int wanted = 0;
     encoder->ready = [] { return false; };
+    encoder->linkSpeed = [] { return 8'000'000.0; };
     encoder->pictureWanted = [&] { ++wanted; };
     EXPECT_FALSE(log_.callbacks.ready());
+    EXPECT_EQ(log_.callbacks.linkSpeed(), 8'000'000);
     log_.callbacks.pictureWanted();
     EXPECT_EQ(wanted, 1);
 
