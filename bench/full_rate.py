@@ -27,13 +27,13 @@ def run_at(bench, size, report):
     for run in runs.values():
         run.analyse(bench.build, "motion", screen.size, FPS, compare=8)
     report.raw[f"motion {screen.size}@{FPS}"] = {"X server alone": base, "runs": [run.record() for run in runs.values()]}
-    lines = [(screen.size, "none (X server alone)", "", f"{base:.3f}", f"{base:.3f}", "", "", "", "")]
+    lines = [(screen.size, "none (X server alone)", "", f"{base:.3f}", f"{base:.3f}", "", "", "", "", "")]
     for name, run in runs.items():
         missed, drawn = run.stream.missed(run.start, run.end)
-        quality = run.stream.quality
+        quality, latency = run.stream.quality, percentile(run.stream.latencies(), .5)
         lines.append((screen.size, name, f"{run.own:.3f}", f"{run.server:.3f}", f"{run.total:.3f}",
-                      f"{run.pictures_per_second():.1f}", f"{missed} of {drawn}",
-                      f"{percentile(run.stream.latencies(), .5):.1f}", f"{quality.settled_luma:.1f}" if quality else "-"))
+                      f"{run.pictures_per_second():.1f}", f"{run.contents_per_second():.1f}", f"{missed} of {drawn}",
+                      f"{latency:.1f}" if latency is not None else "-", f"{quality.settled_luma:.1f}" if quality else "-"))
     return runs, lines
 
 
@@ -42,9 +42,11 @@ def large_rows(runs):
     ours, theirs = runs.get(QuillonHost.name), runs.get(Ffmpeg.name)
     if not ours or not theirs:
         return [Row(group, "pictures and CPU", "as many pictures as ffmpeg at no more CPU", "-", None)]
-    fast, reference = ours.pictures_per_second(), theirs.pictures_per_second()
+    fast, reference = ours.contents_per_second(), theirs.contents_per_second()
     return [
-        Row(group, "pictures", f"at least ffmpeg's {reference:.1f} a second", f"{fast:.1f} a second", fast >= reference - 0.5),
+        Row(group, "pictures, without repeated ones", f"at least ffmpeg's {reference:.1f} a second", f"{fast:.1f} a second",
+            fast >= reference - 0.5,
+            f"with them {ours.pictures_per_second():.1f}, ffmpeg {theirs.pictures_per_second():.1f}"),
         Row(group, "CPU", f"at most ffmpeg's {theirs.total:.2f}", f"{ours.total:.2f}", ours.total <= theirs.total,
             "X server included"),
         at_most("memory", "peak at 2732x2048", ours.memory, MEMORY_TARGET_MIB, "MiB"),
@@ -65,5 +67,5 @@ def measure(bench, report):
     small, small_lines = run_at(bench, SMALL, report)
     report.add(*large_rows(large), small_row(small))
     report.table("Full-screen motion at 60 pictures a second", "CPU seconds per second; latency in ms to the last byte.",
-                 ["screen", "candidate", "own", "X server", "both", "pictures/s", "contents never seen", "latency p50",
-                  "PSNR of luma"], large_lines + small_lines)
+                 ["screen", "candidate", "own", "X server", "both", "pictures/s", "of them new", "contents never seen",
+                  "latency p50", "PSNR of luma"], large_lines + small_lines)

@@ -59,6 +59,11 @@ class Run:
     def pictures_per_second(self):
         return len(self.stream.within(self.start, self.end)) / self.seconds
 
+    def contents_per_second(self):
+        """Pictures that show something new: a program that keeps a steady rate repeats those that it has."""
+        shown = {picture.index for picture in self.stream.within(self.start, self.end)} - {None}
+        return len(shown) / self.seconds
+
     def megabits_per_second(self):
         return sum(picture.size for picture in self.stream.within(self.start, self.end)) * 8e-6 / self.seconds
 
