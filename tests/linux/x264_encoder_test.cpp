@@ -424,11 +424,11 @@ TEST_F(X264EncoderTest, SmallestAndOddlyShapedPicturesDecode) {
     }
 }
 
-TEST_F(X264EncoderTest, LargeAndFastPicturesInTwoSlicesDecode) {
-    open({.width = 2048, .height = 1088, .fps = 120, .bitrate = 18'000'000, .keyframeSeconds = 2});
+TEST_F(X264EncoderTest, LargePicturesInTwoSlicesDecode) {
+    open({.width = 2048, .height = 1088, .fps = 30, .bitrate = 18'000'000, .keyframeSeconds = 2});
     for (uint32_t i = 0; i < 4; ++i) {
         drawText(*picture_, {300, 400, 200, 200}, i);
-        show(i * 8'333, {{300, 400, 200, 200}});
+        show(i * 33'333, {{300, 400, 200, 200}});
     }
     EXPECT_GT(psnr(*decodeAll(), *picture_), 30);
     const MutexLock guard(lock_);
