@@ -37,6 +37,8 @@ constexpr Duration kBetweenRefinements = 50ms;
 constexpr Duration kLongestPatience = 4s;
 /// While the link is busy a picture asks again so soon, as long as it is the newest.
 constexpr Duration kBetweenQuestions = 1ms;
+/// With a smaller share of text in what has changed it is searched for as film is.
+constexpr double kLeastText = 0.25;
 // While the link is busy an improvement asks again, less and less often.
 constexpr Duration kFirstRetry = 4ms;
 constexpr Duration kLastRetry = 64ms;
@@ -284,8 +286,9 @@ class X264Encoder : public VideoEncoder {
     void encodeFrame(int64_t presentationTime, bool isOverdue = false) {
         const int64_t time = std::max(presentationTime, lastTime_);
         lastTime_ = time;
-        const RateController::Request request =
-            requestFor(time, probe_.look(planes_[0], changes_), isOverdue);
+        const PictureContent content = probe_.look(planes_[0], changes_);
+        const RateController::Request request = requestFor(time, content, isOverdue);
+        if (content.changedMacroblocks > 0) session_.setSearch(searchFor(content));
         const bool isKey = request.kind == RateController::Kind::key;
         const int qp = rate_.choose(request);
         const X264Session::Frame frame =
@@ -317,6 +320,10 @@ class X264Encoder : public VideoEncoder {
                 .content = content,
                 .isOverdue = isOverdue,
                 .isHurried = load_.isHigh()};
+    }
+
+    static X264Session::Search searchFor(const PictureContent& content) {
+        return content.sharpness < kLeastText ? X264Session::Search::near : X264Session::Search::wide;
     }
 
     /// Reports a frame that did not come about; the next one begins anew.

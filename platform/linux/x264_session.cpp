@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 namespace quillon {
 
@@ -29,9 +30,8 @@ constexpr float kSmallestFactor = 0.01F;
 constexpr int kChromaOffset = 2;
 
 /// Text that scrolls moves further than the preset's small diamond finds, and a search that fails costs
-/// more bits and time than one that succeeds: this one makes scrolling cheaper in both. What is no text
-/// gains nothing by it and would take an eighth less time without; but nobody knows in time which of them a
-/// picture is, and text then needs ten times the bits.
+/// more bits and time than one that succeeds: a wide one makes scrolling cheaper in both. What is no text
+/// gains nothing by it, and is an eighth cheaper without.
 constexpr int kSearchRange = 24;
 
 // Rounding towards zero saves bits. On film a dead zone a little below the usual 21 with a finer quantiser
@@ -48,6 +48,10 @@ constexpr int kIntraDeadZone = 6;
 bool isPossible(int side) {
     constexpr int kLargest = 16384;
     return side >= 2 && side <= kLargest && side % 2 == 0;
+}
+
+int searchMethod(X264Session::Search search) {
+    return search == X264Session::Search::wide ? X264_ME_UMH : X264_ME_DIA;
 }
 
 x264_param_t parametersFor(const EncoderSettings& settings) {
@@ -82,7 +86,7 @@ x264_param_t parametersFor(const EncoderSettings& settings) {
     // uncovers, for hardly any time.
     parameters.analyse.intra = X264_ANALYSE_I4x4;
     parameters.analyse.inter = X264_ANALYSE_I4x4;
-    parameters.analyse.i_me_method = X264_ME_UMH;
+    parameters.analyse.i_me_method = searchMethod(X264Session::Search::wide);
     parameters.analyse.i_me_range = kSearchRange;
     parameters.analyse.i_luma_deadzone[0] = kInterDeadZone;
     parameters.analyse.i_luma_deadzone[1] = kIntraDeadZone;
@@ -122,6 +126,14 @@ void X264Session::takeParameterSets() {
     // (constraint_set1 says so) and is declared as what it is asked to be, Main.
     constexpr size_t kProfile = 1;
     sps_.at(kProfile) = kMainProfile;
+}
+
+void X264Session::setSearch(Search search) {
+    if (std::exchange(search_, search) == search) return;
+    x264_param_t parameters;
+    x264_encoder_parameters(encoder_.get(), &parameters);
+    parameters.analyse.i_me_method = searchMethod(search);
+    x264_encoder_reconfig(encoder_.get(), &parameters);
 }
 
 X264Session::Frame X264Session::encode(const std::array<Picture::Plane, 3>& planes, FrameType type, int qp,

@@ -27,6 +27,11 @@ class X264Session {
     static constexpr int kFinestQp = 1;  ///< near lossless
     static constexpr int kCoarsestQp = 51;
 
+    /// How the encoder looks for where a part of the picture has moved from.
+    enum class Search { near, wide };
+    /// Wide at first; holds from the next frame on.
+    void setSearch(Search search);
+
     enum class FrameType { key, delta };
     struct Frame {
         int status = 0;  ///< 0 is success; x264's own number
@@ -47,6 +52,7 @@ class X264Session {
         void operator()(x264_t* encoder) const;
     };
     std::unique_ptr<x264_t, Close> encoder_;
+    Search search_ = Search::wide;
     int64_t frames_ = 0;
     Bytes sps_;
     Bytes pps_;

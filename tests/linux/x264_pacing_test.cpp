@@ -17,6 +17,7 @@ namespace quillon {
 namespace {
 
 using x264_test::drawNoise;
+using x264_test::drawText;
 using x264_test::makeI420;
 
 constexpr int64_t kSecond = 1'000'000;
@@ -113,6 +114,38 @@ TEST(ContentProbeTest, SeesChangeOnlyWhereItIsMarked) {
     EXPECT_EQ(probe.still().change, 0);
     EXPECT_EQ(probe.still().changedMacroblocks, 0);
     EXPECT_GT(probe.still().detail, rest / 2);
+}
+
+/// Waves with a little grain on them.
+void drawFilm(Picture& picture, const PixelRect& where) {
+    for (int y = where.y; y < where.y + where.height; ++y) {
+        for (int x = where.x; x < where.x + where.width; ++x) {
+            const double wave = 100 + 60 * std::sin(x / 9.0) * std::cos(y / 7.0);
+            const Picture::Plane& luma = picture.planes[0];
+            luma.data[y * luma.stride + x] = static_cast<uint8_t>(wave + (x * 7 + y * 13) % 5);
+        }
+    }
+}
+
+/// The probe's verdict on a picture of 128x128 in which only `changed` is looked at.
+double sharpnessOf(const Picture& picture, const PixelRect& changed) {
+    ChangeMap changes(128, 128);
+    changes.mark(changed);
+    return ContentProbe(128, 128).look(picture.planes[0], changes).sharpness;
+}
+
+TEST(ContentProbeTest, TellsTextFromFilmByItsEdges) {
+    constexpr PixelRect kAll{0, 0, 128, 128};
+    constexpr PixelRect kUpper{0, 0, 128, 64};
+    constexpr PixelRect kLower{0, 64, 128, 64};
+    auto picture = makeI420(128, 128);
+    EXPECT_EQ(sharpnessOf(*picture, kAll), 0) << "nothing is neither";
+    drawText(*picture, kAll, 1);
+    EXPECT_GT(sharpnessOf(*picture, kAll), 0.9);
+    drawFilm(*picture, kLower);
+    EXPECT_EQ(sharpnessOf(*picture, kLower), 0);
+    EXPECT_GT(sharpnessOf(*picture, kUpper), 0.9) << "only what has changed counts";
+    EXPECT_NEAR(sharpnessOf(*picture, kAll), 0.5, 0.1);
 }
 
 TEST(ContentProbeTest, ReadsNothingBeyondSmallPictures) {
