@@ -3,8 +3,9 @@
 // Decodes a recorded stream of a scene and compares it with the scene. Prints JSON:
 //
 //     pictures   per access unit: [offset behind its last byte, index that it shows or null, damaged]
-//     errors     per compared index: [index, first Y, U, V, last Y, U, V], mean squared errors of the
-//                first and of the last picture that shows the index
+//     errors     per compared index: [index, first Y, U, V, last Y, U, V, lost], mean squared errors of the
+//                first and of the last picture that shows the index; when it was lost, because no picture
+//                shows it, of the one that stood there instead
 //
 // Compared are the indices from FIRST on that EVERY divides.
 
@@ -44,39 +45,47 @@ Bytes contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// First and last picture of each index that is compared, in the order of showing.
+/// What was seen of each index that is compared, in the order of showing: the first and the last picture that
+/// shows it, or the one before it.
 class Comparison {
   public:
     Comparison(Reference& reference, uint32_t first, uint32_t every)
         : reference_(reference), first_(first), every_(std::max(1U, every)) {}
 
     void show(uint32_t index, device::DecodedPicturePtr picture) {
-        if (index != index_) finish();
-        if (index < first_ || index % every_ != 0) return;
-        if (!firstPicture_) firstPicture_ = picture;
-        index_ = index;
+        if (index != index_) {
+            finish();
+            for (uint32_t lost = index_ ? *index_ + 1 : index; lost < index; ++lost) {
+                if (!isCompared(lost)) continue;
+                const PlaneErrors errors = reference_.errorsOf(*lastPicture_, lost);
+                print(lost, errors, errors, true);
+            }
+            index_ = index;
+            firstPicture_ = picture;
+        }
         lastPicture_ = std::move(picture);
     }
 
     void finish() {
-        if (index_) {
-            const PlaneErrors first = reference_.errorsOf(*firstPicture_, *index_);
-            const PlaneErrors last =
-                firstPicture_ == lastPicture_ ? first : reference_.errorsOf(*lastPicture_, *index_);
-            printf("%s\n  [%u, %.5f, %.5f, %.5f, %.5f, %.5f, %.5f]", separator_, *index_, first[0], first[1],
-                   first[2], last[0], last[1], last[2]);
-            separator_ = ",";
-        }
-        index_.reset();
-        firstPicture_.reset();
-        lastPicture_.reset();
+        if (!index_ || !isCompared(*index_)) return;
+        const PlaneErrors first = reference_.errorsOf(*firstPicture_, *index_);
+        print(*index_, first,
+              firstPicture_ == lastPicture_ ? first : reference_.errorsOf(*lastPicture_, *index_), false);
     }
 
   private:
+    bool isCompared(uint32_t index) const { return index >= first_ && index % every_ == 0; }
+
+    void print(uint32_t index, const PlaneErrors& first, const PlaneErrors& last, bool isLost) {
+        printf("%s\n  [%u, %.5f, %.5f, %.5f, %.5f, %.5f, %.5f, %s]", separator_, index, first[0], first[1],
+               first[2], last[0], last[1], last[2], isLost ? "true" : "false");
+        separator_ = ",";
+    }
+
     Reference& reference_;
     uint32_t first_;
     uint32_t every_;
-    std::optional<uint32_t> index_;
+    std::optional<uint32_t> index_;  ///< shown now
     device::DecodedPicturePtr firstPicture_;
     device::DecodedPicturePtr lastPicture_;
     const char* separator_ = "";

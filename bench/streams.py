@@ -26,16 +26,19 @@ class Picture:
 
 
 class Quality:
-    """PSNR against the screen, from the mean error over the compared indices."""
+    """PSNR against the screen, from the mean error over the compared indices: of the first and of the last picture that
+    shows each, and of what was seen at last of all of them, lost ones too."""
 
     def __init__(self, errors):
-        def decibels(first_column):
-            planes = [statistics.fmean(row[first_column + i] for row in errors) for i in range(3)]
+        def decibels(rows, first_column):
+            planes = [statistics.fmean(row[first_column + i] for row in rows) for i in range(3)]
             return psnr(planes[0]), psnr((4 * planes[0] + planes[1] + planes[2]) / 6)
 
-        self.indices = len(errors)
-        self.first_luma, self.first_all = decibels(1)
-        self.settled_luma, self.settled_all = decibels(4)
+        shown = [row for row in errors if not row[7]]
+        self.compared, self.lost = len(errors), len(errors) - len(shown)
+        self.first_luma, self.first_all = decibels(shown, 1)
+        self.settled_luma, self.settled_all = decibels(shown, 4)
+        self.seen_luma, self.seen_all = decibels(errors, 4)
 
     def record(self):
         return vars(self)
@@ -62,7 +65,7 @@ class Stream:
         self.pictures = [
             Picture(moment, index, damaged, end - start)
             for moment, start, (end, index, damaged) in zip(moments, [0, *ends], report["pictures"])]
-        self.quality = Quality(report["errors"]) if report["errors"] else None
+        self.quality = Quality(report["errors"]) if any(not row[7] for row in report["errors"]) else None
         self._drawn, self._since = drawn, since
 
     def within(self, start, end):
