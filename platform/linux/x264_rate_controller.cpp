@@ -32,6 +32,8 @@ constexpr double kRefinementFactor = 1.3;
 /// In movement such a frame is harder to foresee: of what it costs, so much of a surprise is believed.
 constexpr double kImprovementFactor = 2;
 constexpr double kImprovementGain = 0.5;
+/// One of fewer steps costs next to nothing, which tells nothing about one of many.
+constexpr int kTellingImprovement = 3;
 
 // The largest frames, in seconds of the bit rate: they are what a user waits for on a link that is just
 // fast enough. The first key frame is a guess and small, so that it is there soon.
@@ -74,8 +76,8 @@ constexpr double kUsualGain = 0.1;
 // distribution while the bit rate itself holds.
 constexpr double kShareOfMovement = 0.96;
 constexpr double kLeastShare = 0.6;
-/// Less than this saves hardly a bit and destroys what all later frames build on.
-constexpr double kFloorShare = 0.1;
+/// Less than this destroys what all later frames build on: rather a second goes beyond the bit rate.
+constexpr double kFloorShare = 0.2;
 /// So much of what was improved is lost with each picture that moves whole.
 constexpr double kLossInMovement = 0.05;
 
@@ -104,6 +106,9 @@ void SizeModel::learn(double content, int qp, double bits, Learn what, double ga
     lastQp_ = qp;
 }
 
+SentBits::SentBits(double perSecond, double pace)
+    : perSecond_(perSecond), window_(kSlots - std::clamp(static_cast<int>(kSlots / (2 * pace)), 1, 2)) {}
+
 void SentBits::advance(int64_t time) {
     time_ = std::max(time_, time);
     const int64_t now = time_ * kSlots / kSecond;
@@ -119,12 +124,12 @@ template <typename Visit>
 void SentBits::lookAhead(const Plan& plan, Visit visit) const {
     const int64_t reserved = plan.reservedAt / (kSecond / kSlots);
     double old = 0;
-    for (int64_t slot = now_ - kWindow + 1; slot <= now_; ++slot) old += bitsOf(slot);
-    for (int passed = 1; passed <= kWindow; ++passed) {
+    for (int64_t slot = now_ - window_ + 1; slot <= now_; ++slot) old += bitsOf(slot);
+    for (int passed = 1; passed <= window_; ++passed) {
         const bool reserves = now_ + passed > reserved;
         visit(perSecond_ - old - (reserves ? plan.reserved : 0),
-              std::max(0.0, plan.pace * passed / kWindow - 1));
-        old -= bitsOf(now_ - kWindow + passed);
+              std::max(0.0, plan.pace * passed / window_ - 1));
+        old -= bitsOf(now_ - window_ + passed);
     }
 }
 
@@ -150,7 +155,7 @@ RateController::RateController(int bitrate, int fps, int macroblocks)
       bitrate_(asked_),
       fps_(std::max(1, fps)),
       macroblocks_(macroblocks),
-      sent_(bitrate_),
+      sent_(bitrate_, fps_),
       keySizes_(kKeyBits, kKeyStepsToHalve),
       changeSizes_(kChangeBits, kChangeStepsToHalve),
       refinementFactor_(kRefinementFactor),
@@ -316,6 +321,7 @@ void RateController::learnMovement(const Request& request, int qp, double bits) 
     const double change = changeBits(request, qp);
     const double improvement = moved_ ? improvementBits(request, qp) : 0;
     if (improvement > 0) {
+        if (qp > reachedQp_ - kTellingImprovement) return;
         const double seen = std::max(bits - change, improvement / 4) / improvement;
         improvementFactor_ = std::clamp(improvementFactor_ * std::pow(seen, kImprovementGain), 0.2, 6.0);
     } else {

@@ -32,7 +32,8 @@ class SizeModel {
 /// The bits of the last second, in slots, and what they leave for the next.
 class SentBits {
   public:
-    explicit SentBits(double perSecond) : perSecond_(perSecond) {}
+    /// Bits and pictures a second.
+    SentBits(double perSecond, double pace);
     void setLimit(double perSecond) { perSecond_ = perSecond; }
 
     /// Times in microseconds; never back.
@@ -54,8 +55,6 @@ class SentBits {
 
   private:
     static constexpr int kSlots = 120;  ///< in a second
-    /// Looked at at once: less by half a picture of 30 a second, because they do not come quite evenly.
-    static constexpr int kWindow = kSlots - 2;
     static constexpr int64_t kSecond = 1'000'000;
 
     double bitsOf(int64_t slot) const { return slots_[static_cast<size_t>((slot + kSlots) % kSlots)]; }
@@ -64,6 +63,9 @@ class SentBits {
     void lookAhead(const Plan& plan, Visit visit) const;
 
     double perSecond_;
+    /// Slots looked at at once: less than a second by half a picture, or by half of one of 30 a second,
+    /// because they do not come quite evenly.
+    int window_;
     std::array<double, kSlots> slots_{};  ///< by slot number modulo kSlots
     int64_t now_ = 0;                     ///< the current one
     int64_t time_ = 0;

@@ -178,7 +178,7 @@ TEST(SizeModelTest, IgnoresFramesWithoutContent) {
 }
 
 TEST(SentBitsTest, ForgetsAfterASecond) {
-    SentBits sent(1000);
+    SentBits sent(1000, 30);
     sent.advance(0);
     sent.add(800);
     EXPECT_FALSE(sent.allows({.now = 300, .pace = 30, .reservedAt = INT64_MAX}, 1));
@@ -191,7 +191,7 @@ TEST(SentBitsTest, ForgetsAfterASecond) {
 }
 
 TEST(SentBitsTest, SteadyFramesFillASecond) {
-    SentBits sent(30'000);
+    SentBits sent(30'000, 30);
     sent.advance(0);
     EXPECT_NEAR(sent.largestSteadyFrame({.pace = 30, .reservedAt = INT64_MAX}, 1), 1000, 1);
     EXPECT_NEAR(sent.largestSteadyFrame({.pace = 30, .reserved = 15'000, .reservedAt = kSecond / 2}, 1), 500,
@@ -302,6 +302,48 @@ TEST(RateControllerTest, BitsLeftBetweenTwoKeyFramesImproveOnePicture) {
 
 TEST(RateControllerTest, WhoIsInAHurryImprovesNone) {
     EXPECT_EQ(improvedPictures(true), std::vector<int>{});
+}
+
+/// A landscape with grain that pans, under windows. What stands or only moves keeps its quality but for a
+/// part that each picture uncovers; improving it costs a share of what a key frame would, and the deeper it
+/// goes the larger the share is.
+class PanningLandscape {
+  public:
+    double encode(bool key, int qp) {
+        const double bits = key ? keyBits(qp) : changeBits(qp) + improvementBits(qp);
+        reached_ = key || qp < reached_ ? qp : reached_ + 0.05 * (qp - reached_);
+        return bits;
+    }
+
+  private:
+    static double keyBits(int qp) { return 5.3e6 * std::exp2((13 - qp) / 8.0); }
+    static double changeBits(int qp) { return 170e3 * std::exp2((16 - qp) / 4.5); }
+    double improvementBits(int qp) const {
+        const double depth = reached_ - qp;
+        if (depth <= 0) return 0;
+        const double share = depth < 3 ? 0.2 : depth < 7 ? 0.4 : 0.9;
+        return share * keyBits(qp) * (1 - std::exp2(-depth / 8));
+    }
+
+    double reached_ = 51;
+};
+
+TEST(RateControllerTest, AnImprovementThatCostsMoreThanForeseenDoesNotStarveThoseAfterIt) {
+    constexpr int kMacroblocks = 12288;
+    constexpr int kFps = 60;
+    RateController rate(18'000'000, kFps, kMacroblocks);
+    PanningLandscape landscape;
+    for (int i = 0; i < 12 * kFps; ++i) {
+        const bool key = i % (2 * kFps) == 0;
+        const RateController::Request request{
+            .kind = key ? RateController::Kind::key : RateController::Kind::change,
+            .time = i * kSecond / kFps,
+            .nextKey = (i / (2 * kFps) + 1) * 2 * kSecond,
+            .content = {kMacroblocks, 10.0 * kMacroblocks, 8.0 * kMacroblocks}};
+        const int qp = rate.choose(request);
+        EXPECT_LE(qp, i < kFps ? 51 : 28) << i;
+        rate.encoded(request, qp, landscape.encode(key, qp));
+    }
 }
 
 TEST(RateControllerTest, ASlowLinkBoundsSecondsAndKeyFrames) {
