@@ -88,9 +88,14 @@ def _thread_counts(path, pid):
     return result
 
 
+def _picture_counts(path, pid):
+    """Those of the threads on a picture's way."""
+    return {key: counts for key, counts in _thread_counts(path, pid).items() if key[0] != pid and not key[1].endswith(".reader")}
+
+
 def allocations(bench, screen):
-    """Thread name -> allocations per picture by libxcb and by all others, while a window is dragged. The main thread
-    and the reader are not on a picture's way."""
+    """(pictures, thread name -> how often libxcb and how often all others took memory, the latter in each tenth of a
+    second), while a window is dragged. The main thread and the reader are not on a picture's way."""
     path = os.path.join(bench.folder, "allocations")
     library = os.path.join(bench.build, "bench", "libquillon-allocation-count.so")
 
@@ -100,28 +105,33 @@ def allocations(bench, screen):
     with Scene(bench.build, screen, "drag", FPS, bench.folder), Counted(screen, FPS, bench.folder, "allocations") as host:
         host.wait_for_stream()
         time.sleep(bench.warm_up)
-        start, before = time.monotonic_ns(), _thread_counts(path, host.pid)
-        time.sleep(bench.seconds)
+        start, looks = time.monotonic_ns(), [_picture_counts(path, host.pid)]
+        for _ in range(round(bench.seconds * 10)):
+            time.sleep(0.1)
+            looks.append(_picture_counts(path, host.pid))
         host.program.require_running()
-        end, after = time.monotonic_ns(), _thread_counts(path, host.pid)
+        end = time.monotonic_ns()
     pictures = sum(message.type == VIDEO_FRAME and start <= message.last < end for message in host.messages())
     if not pictures:
         raise NotMeasured("no picture arrived")
-    return {name: [(count - old) / pictures for count, old in zip(counts, before.get((thread, name), (0, 0)))]
-            for (thread, name), counts in after.items() if thread != host.pid and not name.endswith(".reader")}
+    total = {name: [count - old for count, old in zip(counts, looks[0].get((thread, name), (0, 0)))]
+             for (thread, name), counts in looks[-1].items()}
+    own = [sum(count for _, count in look.values()) for look in looks]
+    return pictures, total, [later - earlier for earlier, later in zip(own, own[1:])]
 
 
 def allocation_row(bench, screen, report):
     try:
-        counts = allocations(bench, screen)
+        pictures, total, tenths = allocations(bench, screen)
     except NotMeasured as problem:
-        return Row("allocations", "per picture", "none after warm-up", "-", None, str(problem))
-    report.raw["allocations"] = counts
-    total = sum(own for _, own in counts.values())
-    threads = ", ".join(f"{name} {own:.2f}" for name, (_, own) in counts.items() if own)
-    return Row("allocations", "per picture", "none after warm-up", f"{total:.2f}", total < 0.05,
-               f"{threads or 'no thread'}; besides {sum(xcb for xcb, _ in counts.values()):.2f} inside libxcb, which takes memory "
-               "for each event and reply")
+        return Row("allocations", "in a tenth of a second, median", "none after warm-up", "-", None, str(problem))
+    report.raw["allocations"] = {"pictures": pictures, "threads": total, "tenths of a second": tenths}
+    threads = ", ".join(f"{name} {own}" for name, (_, own) in total.items() if own)
+    median = statistics.median(tenths)
+    return Row("allocations", "in a tenth of a second, median", "none after warm-up", f"{median:g}", median == 0,
+               f"for {pictures} pictures {threads or 'none'}, one of them a second for the statistics; besides "
+               f"{sum(xcb for xcb, _ in total.values()) / pictures:.2f} a picture inside libxcb, which takes memory for each event "
+               "and reply")
 
 
 def measure(bench, report):
