@@ -7,7 +7,7 @@ import procfs
 from candidates import Ffmpeg, QuillonHost
 from report import Row, at_most
 from running import NotMeasured, Scene, Screen
-from streams import Stream, percentile
+from streams import Quality, Stream, is_comparable, percentile
 
 # At most this share of ffmpeg's CPU, the X server's included.
 COST_TARGETS = {"still": 1 / 200, "caret": 1 / 25, "typing": 1 / 10, "scroll": 1 / 2, "drag": 1 / 2, "video": 0.6,
@@ -107,12 +107,12 @@ def run_all(bench, screen, names, report):
                     results[name].setdefault(candidate.name, []).append(run)
                     print(f"  {label}: {run.own:.4f} + {run.server:.4f} CPU", flush=True)
     for name in names:
-        for runs in results[name].values():
-            if runs and isinstance(runs[-1], Run):
+        for key, runs in results[name].items():
+            for run in runs if key != "base" else ():
                 try:
-                    runs[-1].analyse(bench.build, name, screen.size, FPS)
+                    run.analyse(bench.build, name, screen.size, FPS)
                 except NotMeasured as problem:
-                    bench.problem(f"{name}, {runs[-1].label}: {problem}")
+                    bench.problem(f"{name}, {run.label}: {problem}")
     report.raw["scenes"] = {
         name: {"X server alone": results[name]["base"],
                "runs": [run.record() for key, runs in results[name].items() if key != "base" for run in runs]}
@@ -145,12 +145,21 @@ def cost_rows(name, result):
                f"{net:.3g} without the X server's own drawing"), lines
 
 
+def _analysed(result):
+    """candidate -> its runs whose stream could be read."""
+    return {key: [run for run in runs if run.stream] for key, runs in result.items() if key != "base"}
+
+
 def quality_row(name, result):
-    streams = {key: runs[-1].stream for key, runs in result.items() if key != "base" and runs}
-    quality = {key: stream.quality for key, stream in streams.items() if stream and stream.quality}
-    lines = [(name, key, f"{one.seen_luma:.2f}", f"{one.seen_all:.2f}", f"{one.settled_luma:.2f}", f"{one.settled_all:.2f}",
-              f"{one.first_luma:.2f}", f"{one.first_all:.2f}", f"{one.lost} of {one.compared}", f"{result[key][-1].megabits_per_second():.1f}", f"{result[key][-1].pictures_per_second():.1f}")
-             for key, one in quality.items()]
+    quality, lines = {}, []
+    for key, runs in _analysed(result).items():
+        errors = [row for run in runs for row in run.stream.errors]
+        if is_comparable(errors):
+            one = quality[key] = Quality(errors)
+            lines.append((name, key, f"{one.seen_luma:.2f}", f"{one.seen_all:.2f}", f"{one.settled_luma:.2f}",
+                          f"{one.settled_all:.2f}", f"{one.first_luma:.2f}", f"{one.first_all:.2f}",
+                          f"{one.lost} of {one.compared}", f"{statistics.fmean(run.megabits_per_second() for run in runs):.1f}",
+                          f"{statistics.fmean(run.pictures_per_second() for run in runs):.1f}"))
     ours, theirs = quality.get(QuillonHost.name), quality.get(Ffmpeg.name)
     if not ours or not theirs:
         return Row("PSNR of luma", name, "not below ffmpeg's", "-", None), lines
@@ -162,18 +171,17 @@ def quality_row(name, result):
 
 def latency_lines(name, result):
     lines = []
-    for key, runs in result.items():
-        stream = runs[-1].stream if key != "base" and runs else None
-        latencies = stream.latencies() if stream else []
+    for key, runs in _analysed(result).items():
+        latencies = [latency for run in runs for latency in run.stream.latencies()]
         if latencies:
-            missed, drawn = stream.missed(runs[-1].start, runs[-1].end)
-            lines.append((name, key, f"{percentile(latencies, .5):.1f}", f"{percentile(latencies, .95):.1f}", f"{missed} of {drawn}"))
+            counts = [run.stream.missed(run.start, run.end) for run in runs]
+            lines.append((name, key, f"{percentile(latencies, .5):.1f}", f"{percentile(latencies, .95):.1f}",
+                          f"{sum(missed for missed, _ in counts)} of {sum(drawn for _, drawn in counts)}"))
     return lines
 
 
 def latency_row(name, result):
-    runs = result.get(QuillonHost.name)
-    latencies = runs[-1].stream.latencies() if runs and runs[-1].stream else []
+    latencies = [latency for run in _analysed(result).get(QuillonHost.name, []) for latency in run.stream.latencies()]
     note = f"p95 {percentile(latencies, .95):.1f} ms" if latencies else ""
     return at_most("added latency, p50", f"{name}, screen to last byte", percentile(latencies, 0.5), LATENCY_TARGETS[name],
                    "ms", note)

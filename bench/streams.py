@@ -25,6 +25,11 @@ class Picture:
         self.arrival, self.index, self.damaged, self.size = arrival, index, damaged, size
 
 
+def is_comparable(errors):
+    """Is any of the compared indices shown?"""
+    return any(not row[7] for row in errors)
+
+
 class Quality:
     """PSNR against the screen, from the mean error over the compared indices: of the first and of the last picture that
     shows each, and of what was seen at last of all of them, lost ones too."""
@@ -65,7 +70,8 @@ class Stream:
         self.pictures = [
             Picture(moment, index, damaged, end - start)
             for moment, start, (end, index, damaged) in zip(moments, [0, *ends], report["pictures"])]
-        self.quality = Quality(report["errors"]) if any(not row[7] for row in report["errors"]) else None
+        self.errors = report["errors"]
+        self.quality = Quality(self.errors) if is_comparable(self.errors) else None
         self._drawn, self._since = drawn, since
 
     def within(self, start, end):
