@@ -31,7 +31,7 @@ constexpr int kChromaOffset = 2;
 
 /// Text that scrolls moves further than the preset's small diamond finds, and a search that fails costs
 /// more bits and time than one that succeeds: a wide one makes scrolling cheaper in both. What is no text
-/// gains nothing by it, and is an eighth cheaper without.
+/// gains nothing by it, and takes up to a tenth less time without.
 constexpr int kSearchRange = 24;
 
 // Rounding towards zero saves bits. On film a dead zone a little below the usual 21 with a finer quantiser
