@@ -74,7 +74,7 @@ constexpr int kFinerKey = 3;
 constexpr double kUsualGain = 0.1;
 // In movement frames are planned with this share of the bit rate, and get at least that share of an even
 // distribution while the bit rate itself holds.
-constexpr double kShareOfMovement = 0.96;
+constexpr double kShareOfMovement = 0.98;
 constexpr double kLeastShare = 0.6;
 /// Less than this destroys what all later frames build on: rather a second goes beyond the bit rate.
 constexpr double kFloorShare = 0.2;
